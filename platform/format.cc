@@ -1,0 +1,138 @@
+#include "platform/format.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace platform {
+namespace {
+
+// One conversion specification, as printf reads it: flags, width, precision,
+// length modifier and conversion character.
+struct Conversion {
+  std::string spec;  // from '%' to the conversion character, without the length modifier
+  std::string length;
+  char conversion = 0;
+};
+
+bool parseConversion(const char*& p, Conversion& out) {
+  const char* start = p;  // at '%'
+  ++p;
+  while (*p && std::strchr("-+ #0'", *p)) ++p;
+  while (*p >= '0' && *p <= '9') ++p;
+  if (*p == '.') {
+    ++p;
+    while (*p >= '0' && *p <= '9') ++p;
+  }
+  out.spec.assign(start, p);
+  const char* lengthStart = p;
+  while (*p && std::strchr("hlqjztL", *p)) ++p;
+  out.length.assign(lengthStart, p);
+  if (!*p) return false;
+  out.conversion = *p++;
+  return true;
+}
+
+// The one place that hands a run-time format to printf: each spec was parsed and
+// checked against its argument's kind above.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+template <typename T>
+void appendPrintf(std::string& out, const std::string& spec, T value) {
+  char stack[128];
+  int n = std::snprintf(stack, sizeof stack, spec.c_str(), value);
+  if (n < 0) return;
+  if (static_cast<std::size_t>(n) < sizeof stack) {
+    out.append(stack, static_cast<std::size_t>(n));
+    return;
+  }
+  std::string big(static_cast<std::size_t>(n) + 1, '\0');
+  std::snprintf(big.data(), big.size(), spec.c_str(), value);
+  out.append(big.data(), static_cast<std::size_t>(n));
+}
+#pragma GCC diagnostic pop
+
+bool appendInteger(std::string& out, const Conversion& c, const FormatArg& arg) {
+  unsigned long long bits;
+  if (arg.kind() == FormatArg::Kind::Signed) {
+    bits = static_cast<unsigned long long>(arg.signedValue());
+  } else if (arg.kind() == FormatArg::Kind::Unsigned) {
+    bits = arg.unsignedValue();
+  } else {
+    return false;
+  }
+  if (c.conversion == 'c') {
+    appendPrintf(out, c.spec + 'c', static_cast<int>(bits));
+    return true;
+  }
+  const bool isSigned = c.conversion == 'd' || c.conversion == 'i';
+  const std::string spec = c.spec + "ll" + c.conversion;
+  // Narrow to the width the length modifier names, as a C varargs call would.
+  if (c.length.empty() || c.length == "h" || c.length == "hh") {
+    unsigned long long mask = c.length == "hh" ? 0xffULL : c.length == "h" ? 0xffffULL : 0xffffffffULL;
+    bits &= mask;
+    if (isSigned) {
+      long long v = static_cast<long long>(bits);
+      const unsigned long long signBit = (mask >> 1) + 1;
+      if (bits & signBit) v = static_cast<long long>(bits | ~mask);
+      appendPrintf(out, spec, v);
+    } else {
+      appendPrintf(out, spec, bits);
+    }
+    return true;
+  }
+  if (isSigned) {
+    appendPrintf(out, spec, static_cast<long long>(bits));
+  } else {
+    appendPrintf(out, spec, bits);
+  }
+  return true;
+}
+
+}  // namespace
+
+std::optional<std::string> stringWithFormat(const char* format, std::span<const FormatArg> args) {
+  if (!format) return std::nullopt;
+  std::string out;
+  std::size_t next = 0;
+  for (const char* p = format; *p;) {
+    if (*p != '%') {
+      const char* run = std::strchr(p, '%');
+      std::size_t len = run ? static_cast<std::size_t>(run - p) : std::strlen(p);
+      out.append(p, len);
+      p += len;
+      continue;
+    }
+    if (p[1] == '%') {
+      out.push_back('%');
+      p += 2;
+      continue;
+    }
+    Conversion c;
+    if (!parseConversion(p, c)) return std::nullopt;
+    if (next >= args.size()) return std::nullopt;
+    const FormatArg& arg = args[next++];
+    switch (c.conversion) {
+      case '@': {
+        if (arg.kind() != FormatArg::Kind::Object) return std::nullopt;
+        appendPrintf(out, c.spec + 's', arg.objectValue().description().c_str());
+        break;
+      }
+      case 's':
+        if (arg.kind() != FormatArg::Kind::CString) return std::nullopt;
+        appendPrintf(out, c.spec + 's', arg.cstringValue() ? arg.cstringValue() : "(null)");
+        break;
+      case 'd': case 'i': case 'u': case 'o': case 'x': case 'X': case 'c':
+        if (!appendInteger(out, c, arg)) return std::nullopt;
+        break;
+      case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A':
+        if (arg.kind() != FormatArg::Kind::Real) return std::nullopt;
+        appendPrintf(out, c.spec + c.conversion, arg.realValue());
+        break;
+      default:
+        return std::nullopt;
+    }
+  }
+  return out;
+}
+
+}  // namespace platform
