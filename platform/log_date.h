@@ -1,0 +1,22 @@
+// The log file's date text: "d/MMM/yy, HH:mm:ssZ" in the en_US_POSIX locale,
+// for example "5/Jan/21, 09:07:03+0100": day without leading zero, English
+// three-letter month, two-digit year, 24-hour time, offset as +hhmm.
+#pragma once
+
+#include <string>
+
+#include "platform/value.h"
+
+namespace platform {
+
+class LogDateFormatter {
+ public:
+  // A formatter for the system's current time zone, read now (TZ or the
+  // system's setting), as a date formatter takes it when made.
+  LogDateFormatter();
+
+  // The text of `date` in the formatter's time zone; seconds are truncated.
+  std::string stringFromDate(Date date) const;
+};
+
+}  // namespace platform
