@@ -1,0 +1,28 @@
+#include "platform/clock.h"
+
+#include <time.h>
+
+#include "platform/machine_seam.h"
+
+namespace platform {
+namespace {
+
+class SystemClock : public Clock {
+ public:
+  Date now() const override {
+    timespec ts{};
+    clock_gettime(CLOCK_REALTIME, &ts);
+    return Date::fromUnixTime(static_cast<double>(ts.tv_sec) + static_cast<double>(ts.tv_nsec) / 1e9);
+  }
+};
+
+constinit const SystemClock kSystem;
+constinit MachineSeam<Clock> seam(kSystem);
+
+}  // namespace
+
+const Clock& Clock::current() { return seam.get(); }
+
+void Clock::setForTesting(const Clock* clock) { seam.install(clock); }
+
+}  // namespace platform
