@@ -1,0 +1,53 @@
+// What the property-list and JSON codecs share: the nesting cap, and the text
+// forms of reals, dates and base64 data.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "platform/value.h"
+
+namespace platform::codec {
+
+// Containers nested deeper than this are refused by every reader and writer, so
+// that hostile input cannot exhaust the stack or build absurd structures.
+inline constexpr std::size_t kMaxNestingDepth = 512;
+
+// The shortest text that reads back as exactly `d`, laid out like printf's %g:
+// "1", "0.5", "1e+16", "1e-05", "-0", "nan", "inf", "-inf".
+std::string formatReal(double d);
+
+// Reads a real as the text property lists write it: decimal or exponent form,
+// an optional sign, "nan", "inf" and "infinity" in any case. Nullopt unless the
+// whole text is one number.
+std::optional<double> parseReal(std::string_view text);
+
+// The UTC calendar form "2021-01-05T09:07:03Z" (fractions of seconds dropped,
+// rounding towards the past).
+std::string formatIsoDate(Date date);
+
+// The description form "2021-01-05 09:07:03 +0000".
+std::string formatDescriptionDate(Date date);
+
+// Reads "YYYY-MM-DDTHH:MM:SSZ" (with an optional fraction of seconds); nullopt
+// for anything else, out-of-range fields included.
+std::optional<Date> parseIsoDate(std::string_view text);
+
+// Standard base64 with padding, as one unbroken line.
+std::string encodeBase64(std::span<const std::uint8_t> bytes);
+
+// Decodes base64, skipping ASCII white space anywhere. Nullopt on a character
+// outside the alphabet, on misplaced padding or on a truncated final group.
+std::optional<Bytes> decodeBase64(std::string_view text);
+
+// Appends code point `cp` as UTF-8.
+void appendUtf8(std::string& out, char32_t cp);
+
+// True when `text` is well-formed UTF-8 (no surrogates, no overlong forms).
+bool isValidUtf8(std::string_view text);
+
+}  // namespace platform::codec

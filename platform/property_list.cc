@@ -1,0 +1,44 @@
+// The registry of property-list formats: a cheap detector per format picks the
+// reader; writing names its format.
+#include "platform/property_list.h"
+
+#include <string>
+
+#include "platform/xml_plist_reader.h"
+
+namespace platform {
+namespace {
+
+void report(ErrorRef* error, std::int64_t code, std::string problem) {
+  if (!error) return;
+  Dictionary userInfo;
+  userInfo.set(NSLocalizedDescriptionKey, Value::string(std::move(problem)));
+  *error = Error::make(NSCocoaErrorDomain, code, std::move(userInfo));
+}
+
+}  // namespace
+
+Value propertyListWithData(std::span<const std::uint8_t> data, PropertyListFormat* format,
+                           ErrorRef* error) {
+  std::string problem;
+  Value result;
+  PropertyListFormat found = PropertyListFormat::XML;
+  if (xml_plist::looksLikeXml(data)) {
+    result = xml_plist::read(data, problem);
+  } else {
+    problem = "property list in an unsupported format";
+  }
+  if (!result) {
+    report(error, NSPropertyListReadCorruptError, std::move(problem));
+    return result;
+  }
+  if (format) *format = found;
+  return result;
+}
+
+std::optional<Bytes> dataWithPropertyList(const Value&, PropertyListFormat, ErrorRef* error) {
+  report(error, NSPropertyListWriteInvalidError, "property-list writing is not available yet");
+  return std::nullopt;
+}
+
+}  // namespace platform

@@ -1,0 +1,276 @@
+#include "platform/xml_plist_reader.h"
+
+#include <expat.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdio>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "platform/codec_support.h"
+
+namespace platform::xml_plist {
+namespace {
+
+enum class Element : std::uint8_t {
+  Plist, Dict, Array, Key, String, Integer, Real, Date, Data, True, False
+};
+
+struct ElementName {
+  std::string_view name;
+  Element element;
+};
+
+constexpr std::array<ElementName, 11> kElements{{
+    {"plist", Element::Plist}, {"dict", Element::Dict},       {"array", Element::Array},
+    {"key", Element::Key},     {"string", Element::String},   {"integer", Element::Integer},
+    {"real", Element::Real},   {"date", Element::Date},       {"data", Element::Data},
+    {"true", Element::True},   {"false", Element::False},
+}};
+
+bool isContainer(Element e) { return e == Element::Plist || e == Element::Dict || e == Element::Array; }
+
+bool isXmlSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+std::string_view trimmed(std::string_view text) {
+  while (!text.empty() && isXmlSpace(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isXmlSpace(text.back())) text.remove_suffix(1);
+  return text;
+}
+
+// Decimal or "0x" hexadecimal, optionally signed; from -2^63 to 2^64-1.
+std::optional<Value> parseInteger(std::string_view text) {
+  bool negative = false;
+  if (!text.empty() && (text.front() == '-' || text.front() == '+')) {
+    negative = text.front() == '-';
+    text.remove_prefix(1);
+  }
+  unsigned base = 10;
+  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+    base = 16;
+    text.remove_prefix(2);
+  }
+  if (text.empty()) return std::nullopt;
+  std::uint64_t magnitude = 0;
+  for (char c : text) {
+    unsigned digit;
+    if (c >= '0' && c <= '9') {
+      digit = static_cast<unsigned>(c - '0');
+    } else if (base == 16 && c >= 'a' && c <= 'f') {
+      digit = static_cast<unsigned>(c - 'a' + 10);
+    } else if (base == 16 && c >= 'A' && c <= 'F') {
+      digit = static_cast<unsigned>(c - 'A' + 10);
+    } else {
+      return std::nullopt;
+    }
+    if (magnitude > (UINT64_MAX - digit) / base) return std::nullopt;
+    magnitude = magnitude * base + digit;
+  }
+  if (!negative) return Value::unsignedInteger(magnitude);
+  if (magnitude > static_cast<std::uint64_t>(INT64_MAX) + 1) return std::nullopt;
+  return Value::integer(static_cast<std::int64_t>(0 - magnitude));
+}
+
+// One open element: containers gather their children, leaves their text.
+struct Frame {
+  Element element;
+  std::vector<Value> items;
+  Dictionary entries;
+  std::optional<std::string> pendingKey;
+  std::string text;
+};
+
+class Reader {
+ public:
+  explicit Reader(XML_Parser parser) : parser_(parser) {
+    XML_SetUserData(parser, this);
+    XML_SetElementHandler(parser, &Reader::onStart, &Reader::onEnd);
+    XML_SetCharacterDataHandler(parser, &Reader::onText);
+    // Entities are the road to expansion bombs and external fetches; property
+    // lists never need them beyond the five predefined ones.
+    XML_SetEntityDeclHandler(parser, &Reader::onEntityDeclaration);
+    XML_SetSkippedEntityHandler(parser, &Reader::onSkippedEntity);
+    XML_SetParamEntityParsing(parser, XML_PARAM_ENTITY_PARSING_NEVER);
+  }
+
+  Value parse(std::span<const std::uint8_t> data, std::string& problem) {
+    // XML_Parse takes an int length; feed large inputs in slices.
+    constexpr std::size_t kSlice = 1 << 30;
+    std::size_t at = 0;
+    do {
+      const std::size_t length = std::min(kSlice, data.size() - at);
+      const bool last = at + length == data.size();
+      const auto status = XML_Parse(parser_, reinterpret_cast<const char*>(data.data() + at),
+                                    static_cast<int>(length), last);
+      if (status != XML_STATUS_OK) {
+        if (problem_.empty()) fail(XML_ErrorString(XML_GetErrorCode(parser_)));
+        problem = problem_;
+        return {};
+      }
+      at += length;
+    } while (at < data.size());
+    if (!result_) {
+      problem = "XML property list holds no value";
+      return {};
+    }
+    return std::move(result_);
+  }
+
+ private:
+  static Reader& self(void* data) { return *static_cast<Reader*>(data); }
+
+  static void XMLCALL onStart(void* data, const XML_Char* name, const XML_Char**) {
+    self(data).start(name);
+  }
+  static void XMLCALL onEnd(void* data, const XML_Char*) { self(data).end(); }
+  static void XMLCALL onText(void* data, const XML_Char* text, int length) {
+    self(data).characters(std::string_view(text, static_cast<std::size_t>(length)));
+  }
+  static void XMLCALL onEntityDeclaration(void* data, const XML_Char* name, int, const XML_Char*,
+                                          int, const XML_Char*, const XML_Char*, const XML_Char*,
+                                          const XML_Char*) {
+    self(data).fail("entity declaration \"" + std::string(name) + "\" is not allowed");
+  }
+  static void XMLCALL onSkippedEntity(void* data, const XML_Char* name, int) {
+    self(data).fail("unknown entity \"" + std::string(name) + "\"");
+  }
+
+  // Records the first problem, with where the parser stands, and stops parsing.
+  void fail(const std::string& what) {
+    if (!problem_.empty()) return;
+    char where[96];
+    std::snprintf(where, sizeof where, " at line %lu, column %lu (byte %lld)",
+                  static_cast<unsigned long>(XML_GetCurrentLineNumber(parser_)),
+                  static_cast<unsigned long>(XML_GetCurrentColumnNumber(parser_)) + 1,
+                  static_cast<long long>(XML_GetCurrentByteIndex(parser_)));
+    problem_ = "XML property list: " + what + where;
+    XML_StopParser(parser_, XML_FALSE);
+  }
+
+  void start(std::string_view name) {
+    if (!problem_.empty()) return;
+    const auto* known = std::find_if(kElements.begin(), kElements.end(),
+                                     [&](const ElementName& e) { return e.name == name; });
+    if (known == kElements.end()) return fail("unknown element <" + std::string(name) + ">");
+    if (!stack_.empty() && !isContainer(stack_.back().element)) {
+      return fail("element <" + std::string(name) + "> inside <" + nameOf(stack_.back().element) + ">");
+    }
+    if (known->element == Element::Plist && !stack_.empty()) return fail("nested <plist>");
+    if (stack_.size() >= codec::kMaxNestingDepth) {
+      return fail("nesting deeper than " + std::to_string(codec::kMaxNestingDepth) + " levels");
+    }
+    stack_.push_back(Frame{known->element, {}, {}, {}, {}});
+  }
+
+  void characters(std::string_view text) {
+    if (!problem_.empty() || stack_.empty()) return;
+    Frame& top = stack_.back();
+    if (!isContainer(top.element)) {
+      top.text.append(text);
+    } else if (!std::all_of(text.begin(), text.end(), isXmlSpace)) {
+      fail("text inside <" + nameOf(top.element) + ">");
+    }
+  }
+
+  void end() {
+    if (!problem_.empty()) return;
+    Frame frame = std::move(stack_.back());
+    stack_.pop_back();
+    switch (frame.element) {
+      case Element::Plist:
+        if (!result_) fail("empty <plist>");
+        return;
+      case Element::Dict:
+        if (frame.pendingKey) return fail("key \"" + *frame.pendingKey + "\" without a value");
+        return deliver(Value::dictionary(std::move(frame.entries)));
+      case Element::Array:
+        return deliver(Value::array(Array(std::move(frame.items))));
+      case Element::Key:
+        return deliverKey(std::move(frame.text));
+      case Element::String:
+        return deliver(Value::string(std::move(frame.text)));
+      case Element::Integer:
+        if (auto v = parseInteger(trimmed(frame.text))) return deliver(std::move(*v));
+        return fail("bad <integer> \"" + frame.text + "\"");
+      case Element::Real:
+        if (auto v = codec::parseReal(trimmed(frame.text))) return deliver(Value::real(*v));
+        return fail("bad <real> \"" + frame.text + "\"");
+      case Element::Date:
+        if (auto v = codec::parseIsoDate(trimmed(frame.text))) return deliver(Value::date(*v));
+        return fail("bad <date> \"" + frame.text + "\"");
+      case Element::Data:
+        if (auto v = codec::decodeBase64(frame.text)) return deliver(Value::data(std::move(*v)));
+        return fail("bad base64 in <data>");
+      case Element::True:
+      case Element::False:
+        if (!trimmed(frame.text).empty()) return fail("text inside <" + nameOf(frame.element) + "/>");
+        return deliver(Value::boolean(frame.element == Element::True));
+    }
+  }
+
+  void deliver(Value value) {
+    if (stack_.empty()) {
+      result_ = std::move(value);
+      return;
+    }
+    Frame& parent = stack_.back();
+    switch (parent.element) {
+      case Element::Plist:
+        if (result_) return fail("more than one value in <plist>");
+        result_ = std::move(value);
+        return;
+      case Element::Array:
+        parent.items.push_back(std::move(value));
+        return;
+      default:  // a dictionary: the only other container
+        if (!parent.pendingKey) return fail("value without a <key> in <dict>");
+        parent.entries.set(std::move(*parent.pendingKey), std::move(value));
+        parent.pendingKey.reset();
+        return;
+    }
+  }
+
+  void deliverKey(std::string key) {
+    if (stack_.empty() || stack_.back().element != Element::Dict) return fail("<key> outside <dict>");
+    Frame& parent = stack_.back();
+    if (parent.pendingKey) return fail("key \"" + *parent.pendingKey + "\" without a value");
+    parent.pendingKey = std::move(key);
+  }
+
+  static std::string nameOf(Element element) {
+    for (const auto& e : kElements) {
+      if (e.element == element) return std::string(e.name);
+    }
+    return {};
+  }
+
+  XML_Parser parser_;
+  std::vector<Frame> stack_;
+  Value result_;
+  std::string problem_;
+};
+
+}  // namespace
+
+bool looksLikeXml(std::span<const std::uint8_t> data) {
+  std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
+  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+  while (!text.empty() && isXmlSpace(text.front())) text.remove_prefix(1);
+  return text.starts_with("<?xml") || text.starts_with("<!DOCTYPE") || text.starts_with("<plist");
+}
+
+Value read(std::span<const std::uint8_t> data, std::string& problem) {
+  XML_Parser parser = XML_ParserCreate(nullptr);
+  if (!parser) {
+    problem = "XML property list: out of memory";
+    return {};
+  }
+  Value result = Reader(parser).parse(data, problem);
+  XML_ParserFree(parser);
+  return result;
+}
+
+}  // namespace platform::xml_plist
