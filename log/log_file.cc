@@ -1,0 +1,120 @@
+// The file sink: one line per entry, appended with one write call, rotated
+// when the live file reaches the threshold.
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <mutex>
+#include <system_error>
+
+#include "log/log.h"
+#include "log/log_message.h"
+#include "log/log_sinks.h"
+#include "log/log_testing.h"
+#include "platform/clock.h"
+#include "platform/log_date.h"
+
+namespace {
+
+constexpr std::uint64_t kRotationThreshold = 10'000'000;
+// Rotated files kept: ".0.log" (newest) to ".3.log"; ".4.log" is never produced.
+constexpr int kRotatedFiles = 4;
+
+// Set by openLogFile before any other thread runs, then only read; never
+// destroyed, since other threads may still log while the process exits.
+const std::string* _category = nullptr;
+const platform::LogDateFormatter* _formatter = nullptr;
+
+// Guards the three below.
+constinit std::mutex _lock;
+int _fd = -1;
+std::uint64_t _length = 0;
+std::uint64_t rotationThreshold = kRotationThreshold;
+
+std::string livePath(const std::string& directory) { return directory + "/" + *_category + ".log"; }
+
+std::string rotatedPath(const std::string& directory, int generation) {
+  return directory + "/" + *_category + "." + std::to_string(generation) + ".log";
+}
+
+int openLive(const std::string& directory) {
+  return ::open(livePath(directory).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+}
+
+// Under _lock. Each file operation's failure is ignored; the next one runs regardless.
+void rotate() {
+  const std::string directory = LKSLogGetParentPath();
+  ::unlink(rotatedPath(directory, kRotatedFiles).c_str());
+  ::unlink(rotatedPath(directory, kRotatedFiles - 1).c_str());
+  for (int generation = kRotatedFiles - 2; generation >= 0; --generation) {
+    ::rename(rotatedPath(directory, generation).c_str(), rotatedPath(directory, generation + 1).c_str());
+  }
+  ::rename(livePath(directory).c_str(), rotatedPath(directory, 0).c_str());
+  ::close(_fd);
+  _fd = openLive(directory);
+  _length = 0;
+}
+
+}  // namespace
+
+namespace lks_log_internal {
+
+void openLogFile(const char* category) {
+  _category = new std::string(category ? category : "");
+  _formatter = new platform::LogDateFormatter();
+  const std::string directory = LKSLogGetParentPath();
+  std::error_code ignored;
+  std::filesystem::create_directories(directory, ignored);
+  _fd = openLive(directory);
+  if (_fd == -1) {
+    reportFailure("Failed to open log file (%d).", errno);
+    return;
+  }
+  struct stat status {};
+  if (::fstat(_fd, &status) != 0) {
+    reportFailure("Failed to stat log file (%d).", errno);
+  } else {
+    _length = static_cast<std::uint64_t>(status.st_size);
+  }
+}
+
+void resetLogFileForTesting() {
+  std::lock_guard lock(_lock);
+  if (_fd != -1) ::close(_fd);
+  _fd = -1;
+  _length = 0;
+  rotationThreshold = kRotationThreshold;
+  delete _category;
+  _category = nullptr;
+  delete _formatter;
+  _formatter = nullptr;
+}
+
+void appendToFile(std::uint8_t, const char* format, std::span<const platform::FormatArg> args) {
+  const std::optional<std::string> message = formatMessage(format, args);
+  if (!message || !_category) return;  // no category: LKSLogInit has not run, nothing is open
+  const std::optional<std::string> line =
+      platform::stringWithFormat("%@ %@[%d] %@\n", _formatter->stringFromDate(platform::Clock::current().now()),
+                                 *_category, ::getpid(), *message);
+  if (!line) {
+    reportFailure("Could not get data for string '%{public}@'.", *message);
+    return;
+  }
+  std::lock_guard lock(_lock);
+  if (_fd == -1) return;
+  if (_length >= rotationThreshold) rotate();
+  if (::write(_fd, line->data(), line->size()) == -1) {
+    reportFailure("Failed to write to log file (%d) '%{public}@'.", errno, *line);
+  } else {
+    _length += line->size();  // the full length, even when fewer bytes were stored
+  }
+}
+
+}  // namespace lks_log_internal
+
+void LKSLogSetRotationThresholdForTesting(std::uint64_t bytes) {
+  std::lock_guard lock(_lock);
+  rotationThreshold = bytes;
+}
