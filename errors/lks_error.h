@@ -3,11 +3,17 @@
 // class turns an error, or a chain of them, into text for people.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include "errors/error_domains.h"
 #include "platform/value.h"
+
+// The most errors of one chain that are walked. Errors are immutable, so a chain
+// cannot loop; but one rebuilt from a reply is as long as its sender made it,
+// and the bound keeps every walk, and the line it may print, short.
+inline constexpr std::size_t LKSErrorChainLimit = 64;
 
 class LKSError {
  public:
@@ -23,7 +29,7 @@ class LKSError {
   static std::uint8_t logLevelForError(const platform::ErrorRef& error);
 
   // One line: the text of the error and of each of its causes, outermost first,
-  // joined by one space. Empty for a null error.
+  // joined by one space; at most LKSErrorChainLimit texts. Empty for a null error.
   static std::string localizedDescriptionForError(const platform::ErrorRef& error);
 
   // The text of this error alone, without its causes: the product's sentence for
