@@ -262,6 +262,75 @@ void appendUtf8(std::string& out, char32_t cp) {
   }
 }
 
+bool Utf16ToUtf8::push(char16_t unit) {
+  if (pendingHigh_ != 0) {
+    if (unit < 0xDC00 || unit > 0xDFFF) return false;
+    appendUtf8(out_, 0x10000 + ((static_cast<char32_t>(pendingHigh_) - 0xD800) << 10) + (unit - 0xDC00));
+    pendingHigh_ = 0;
+  } else if (unit >= 0xD800 && unit <= 0xDBFF) {
+    pendingHigh_ = unit;
+  } else if (unit >= 0xDC00 && unit <= 0xDFFF) {
+    return false;
+  } else {
+    appendUtf8(out_, unit);
+  }
+  return true;
+}
+
+namespace {
+
+// Decodes the UTF-8 sequence at text[i]; returns its length, 0 when malformed
+// (overlong, surrogate, beyond U+10FFFF or truncated).
+std::size_t decodeUtf8(std::string_view text, std::size_t i, char32_t& cp) {
+  const auto lead = static_cast<unsigned char>(text[i]);
+  if (lead < 0x80) {
+    cp = lead;
+    return 1;
+  }
+  std::size_t length;
+  if (lead >= 0xC2 && lead <= 0xDF) {
+    length = 2;
+    cp = lead & 0x1F;
+  } else if (lead >= 0xE0 && lead <= 0xEF) {
+    length = 3;
+    cp = lead & 0x0F;
+  } else if (lead >= 0xF0 && lead <= 0xF4) {
+    length = 4;
+    cp = lead & 0x07;
+  } else {
+    return 0;
+  }
+  if (i + length > text.size()) return 0;
+  for (std::size_t k = 1; k < length; ++k) {
+    const auto next = static_cast<unsigned char>(text[i + k]);
+    if ((next & 0xC0) != 0x80) return 0;
+    cp = cp << 6 | (next & 0x3F);
+  }
+  const char32_t minimum = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
+  if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
+  return length;
+}
+
+}  // namespace
+
+std::optional<std::u16string> utf16FromUtf8(std::string_view text) {
+  std::u16string out;
+  out.reserve(text.size());
+  for (std::size_t i = 0; i < text.size();) {
+    char32_t cp;
+    const std::size_t length = decodeUtf8(text, i, cp);
+    if (length == 0) return std::nullopt;
+    if (cp >= 0x10000) {
+      out.push_back(static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10)));
+      out.push_back(static_cast<char16_t>(0xDC00 + ((cp - 0x10000) & 0x3FF)));
+    } else {
+      out.push_back(static_cast<char16_t>(cp));
+    }
+    i += length;
+  }
+  return out;
+}
+
 bool isValidUtf8(std::string_view text) {
   for (std::size_t i = 0; i < text.size();) {
     const auto lead = static_cast<unsigned char>(text[i]);
@@ -269,28 +338,9 @@ bool isValidUtf8(std::string_view text) {
       ++i;
       continue;
     }
-    std::size_t length;
     char32_t cp;
-    if (lead >= 0xC2 && lead <= 0xDF) {
-      length = 2;
-      cp = lead & 0x1F;
-    } else if (lead >= 0xE0 && lead <= 0xEF) {
-      length = 3;
-      cp = lead & 0x0F;
-    } else if (lead >= 0xF0 && lead <= 0xF4) {
-      length = 4;
-      cp = lead & 0x07;
-    } else {
-      return false;
-    }
-    if (i + length > text.size()) return false;
-    for (std::size_t k = 1; k < length; ++k) {
-      const auto next = static_cast<unsigned char>(text[i + k]);
-      if ((next & 0xC0) != 0x80) return false;
-      cp = cp << 6 | (next & 0x3F);
-    }
-    const char32_t minimum = length == 2 ? 0x80 : length == 3 ? 0x800 : 0x10000;
-    if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return false;
+    const std::size_t length = decodeUtf8(text, i, cp);
+    if (length == 0) return false;
     i += length;
   }
   return true;

@@ -47,6 +47,22 @@ std::optional<Bytes> decodeBase64(std::string_view text);
 // Appends code point `cp` as UTF-8.
 void appendUtf8(std::string& out, char32_t cp);
 
+// Turns UTF-16 code units, fed one at a time, into UTF-8. push() and finish()
+// return false on an unpaired surrogate.
+class Utf16ToUtf8 {
+ public:
+  explicit Utf16ToUtf8(std::string& out) : out_(out) {}
+  bool push(char16_t unit);
+  bool finish() const { return pendingHigh_ == 0; }
+
+ private:
+  std::string& out_;
+  char16_t pendingHigh_ = 0;
+};
+
+// The UTF-16 code units of UTF-8 `text`; nullopt when it is not valid UTF-8.
+std::optional<std::u16string> utf16FromUtf8(std::string_view text);
+
 // True when `text` is well-formed UTF-8 (no surrogates, no overlong forms).
 bool isValidUtf8(std::string_view text);
 
