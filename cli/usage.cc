@@ -1,0 +1,36 @@
+#include "cli/usage.h"
+
+#include <string>
+
+#include "platform/program_name.h"
+
+namespace {
+
+// The note at the end of a row's line.
+const char* root_note(const CommandEntry& row) {
+  if (row.requires_root) return "Must be run as root.";
+  if (row.requires_root_to_change) return "Must be run as root to make changes.";
+  return "";
+}
+
+}  // namespace
+
+void print_usage(bool full) { write_usage(stdout, commands, platform::getprogname(), full); }
+
+void write_usage(std::FILE* out, std::span<const CommandEntry> rows, const char* program,
+                 bool full) {
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const CommandEntry& row = rows[i];
+    if (row.hidden && !full) continue;
+    if (row.is_separator()) {
+      std::fputc('\n', out);
+      continue;
+    }
+    // Internal commands run on the scheduler's behalf and are never advertised.
+    if (row.name[0] == '_') continue;
+    std::string left = i == 0 ? "usage:" : "      ";
+    left.append(" ").append(program).append(" ").append(row.name);
+    if (row.args) left.append(" ").append(row.args);
+    std::fprintf(out, "%-50s %-55s %s\n", left.c_str(), row.description, root_note(row));
+  }
+}
