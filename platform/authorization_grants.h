@@ -20,8 +20,10 @@ class AuthorizationGrants {
   explicit AuthorizationGrants(std::string directory) : directory_(std::move(directory)) {}
 
   // Records `rights` as granted to `form` by this process, replacing an earlier
-  // record of the same form. errAuthorizationDenied when this process may not
-  // write the directory, errAuthorizationInternal for any other failure.
+  // record of the same form, and removes stale records. errAuthorizationDenied
+  // when this process may not write the directory, errAuthorizationInvalidSet for
+  // an empty right name or one with a line break or NUL, errAuthorizationInternal
+  // for any other failure.
   OSStatus record(const AuthorizationExternalForm& form, const std::vector<std::string>& rights);
 
   // The rights recorded for `form`; nullopt when there is no trustworthy record

@@ -149,7 +149,10 @@ class LinuxAuthorizationServices final : public AuthorizationServices {
 };
 
 // The process-wide Authorization Services: the Linux implementation over the
-// default paths unless a test installed another. Creating it does no I/O.
+// default paths unless a test installed another. The reference stays valid for
+// the whole run and each call through it goes to the implementation installed
+// at that moment; a handle must go back to the implementation that made it.
+// Creating it does no I/O.
 AuthorizationServices& authorizationServices();
 
 // Installs `services` as the process-wide Authorization Services (tests only);

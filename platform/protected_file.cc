@@ -87,12 +87,19 @@ int replaceFileAtomically(const std::string& path, std::span<const std::uint8_t>
   return failure;
 }
 
-int ensureProtectedDirectory(const std::string& path) {
-  if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return errno;
+int checkPrivateDirectory(const std::string& path) {
   struct stat st {};
   if (::lstat(path.c_str(), &st) != 0) return errno;
-  if (!S_ISDIR(st.st_mode) || !hasTrustedOwner(st)) return EPERM;
+  // The names inside are secrets too: anybody who could list them could use them.
+  if (!S_ISDIR(st.st_mode) || !hasTrustedOwner(st) || (st.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+    return EPERM;
+  }
   return 0;
+}
+
+int ensurePrivateDirectory(const std::string& path) {
+  if (::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return errno;
+  return checkPrivateDirectory(path);
 }
 
 }  // namespace platform

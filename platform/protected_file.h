@@ -26,10 +26,14 @@ int readProtectedFile(const std::string& path, std::size_t maxSize, Bytes* conte
 int replaceFileAtomically(const std::string& path, std::span<const std::uint8_t> contents,
                           mode_t mode);
 
-// Makes sure `path` is a directory (created with mode 0700 when missing, its
-// parent must exist) that belongs to root or this process's effective user and
-// that group and others cannot write. Returns 0 or an errno value (EPERM when
-// it exists without those properties).
-int ensureProtectedDirectory(const std::string& path);
+// Returns 0 when `path` is a directory (not a symbolic link) that belongs to
+// root or this process's effective user and that group and others can neither
+// read, write nor enter; otherwise an errno value (EPERM when it exists without
+// those properties).
+int checkPrivateDirectory(const std::string& path);
+
+// Makes sure `path` is such a directory, creating it with mode 0700 when it is
+// missing (its parent must exist). Returns 0 or an errno value.
+int ensurePrivateDirectory(const std::string& path);
 
 }  // namespace platform
