@@ -42,17 +42,19 @@ class LKSAuthorizationManager {
   std::optional<platform::Bytes> authorizationExternalDataWithRights(const platform::Array& rights,
                                                                      platform::ErrorRef* error);
 
-  // True when the authorization whose external form starts `data` already holds
-  // one right of `rights`. False with code 3 when the form is unknown or shorter
-  // than 32 bytes, code 5 (one "name (status)" entry per right) when none is held.
+  // True when the authorization whose external form is the first 32 bytes of
+  // `data` already holds one right of `rights`. False with code 3 ("status") when
+  // the form is unknown, or shorter than 32 bytes (then errAuthorizationInvalidRef
+  // without asking), code 5 (one "name (status)" entry per right) when none is held.
   static bool validateAuthorizationExternalData(const platform::Bytes& data,
                                                 const platform::Array& rights,
                                                 platform::ErrorRef* error);
 
   // Installs each right definition (rule name or rule dictionary) under its
-  // name in the authorization database. False with code 4: "status" when no
-  // authorization could be made, otherwise one "name (status)" entry per right
-  // that could not be set (the others are set).
+  // name in the authorization database, in the dictionary's order. False with
+  // code 4: "status" and every right name under "rights" when no authorization
+  // could be made, otherwise one "name (status)" entry per right that could not
+  // be set (the others are set).
   static bool setAuthorizationRights(const platform::Dictionary& rights, platform::ErrorRef* error);
 
  private:
