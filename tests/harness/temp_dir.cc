@@ -3,8 +3,9 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
+
+#include "harness/files.h"
 
 namespace testing_support {
 
@@ -24,11 +25,6 @@ void TempDir::write(const std::string& name, const std::string& contents) const 
   std::ofstream(file(name), std::ios::binary) << contents;
 }
 
-std::string TempDir::read(const std::string& name) const {
-  std::ifstream in(file(name), std::ios::binary);
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
-}
+std::string TempDir::read(const std::string& name) const { return readFile(file(name)).value_or(""); }
 
 }  // namespace testing_support

@@ -1,0 +1,12 @@
+// Reading files whole in tests.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace testing_support {
+
+// The contents of the file at `path`; nullopt when it cannot be opened.
+std::optional<std::string> readFile(const std::string& path);
+
+}  // namespace testing_support
