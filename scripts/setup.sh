@@ -1,0 +1,26 @@
+#!/bin/bash
+# Installs what building, testing and the demo need on Debian; installs
+# nothing when everything is already there.
+set -euo pipefail
+
+packages=(
+  cmake make g++                                  # the build
+  libexpat1-dev                                   # XML property lists
+  libgtest-dev libgmock-dev libbenchmark-dev      # tests and benchmarks
+  clang libclang-rt-dev                           # libFuzzer targets
+  python3                                         # the independent property-list implementation
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q "install ok installed" || missing+=("$package")
+done
+if ((${#missing[@]} == 0)); then
+  exit 0
+fi
+if [ "$(id -u)" -ne 0 ]; then
+  echo "setup: missing packages: ${missing[*]} (run as root to install them)" >&2
+  exit 1
+fi
+apt-get update
+DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
