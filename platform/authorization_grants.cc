@@ -16,10 +16,12 @@ namespace {
 
 // A record is text, one field a line, in this order:
 //   form <64 lower-case hex digits>
+//   boot <the kernel's boot id when the maker ran>
 //   pid <decimal>
 //   start <decimal: the maker's start time in clock ticks after boot>
 //   right <name>          (once per granted right, none or more)
 constexpr std::string_view kFormField = "form ";
+constexpr std::string_view kBootField = "boot ";
 constexpr std::string_view kPidField = "pid ";
 constexpr std::string_view kStartField = "start ";
 constexpr std::string_view kRightField = "right ";
@@ -82,8 +84,29 @@ std::optional<unsigned long long> processStartTime(pid_t pid) {
   return parseDecimal<unsigned long long>(rest.substr(0, rest.find(' ')));
 }
 
+// The id of the running boot. Start times count from boot, so only with it does
+// a pid and start time name one process even where records outlive a restart.
+const std::optional<std::string>& currentBootId() {
+  static const std::optional<std::string> bootId = []() -> std::optional<std::string> {
+    int fd = ::open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return std::nullopt;
+    char buffer[64];
+    ssize_t got;
+    do {
+      got = ::read(fd, buffer, sizeof buffer);
+    } while (got < 0 && errno == EINTR);
+    ::close(fd);
+    std::string_view id(buffer, got > 0 ? static_cast<std::size_t>(got) : 0);
+    id = id.substr(0, id.find('\n'));
+    if (id.empty()) return std::nullopt;
+    return std::string(id);
+  }();
+  return bootId;
+}
+
 struct Record {
   std::string formHex;
+  std::string bootId;
   pid_t pid = 0;
   unsigned long long startTime = 0;
   std::vector<std::string> rights;
@@ -92,6 +115,7 @@ struct Record {
 std::string encode(const Record& record) {
   std::string text;
   text.append(kFormField).append(record.formHex).push_back('\n');
+  text.append(kBootField).append(record.bootId).push_back('\n');
   text.append(kPidField).append(std::to_string(record.pid)).push_back('\n');
   text.append(kStartField).append(std::to_string(record.startTime)).push_back('\n');
   for (const std::string& right : record.rights) text.append(kRightField).append(right).push_back('\n');
@@ -111,13 +135,15 @@ std::optional<std::string_view> takeField(std::string_view& text, std::string_vi
 std::optional<Record> decode(std::string_view text) {
   Record record;
   std::optional<std::string_view> form = takeField(text, kFormField);
+  std::optional<std::string_view> boot = takeField(text, kBootField);
   std::optional<std::string_view> pid = takeField(text, kPidField);
   std::optional<std::string_view> start = takeField(text, kStartField);
-  if (!form || !pid || !start || !isRecordName(*form)) return std::nullopt;
+  if (!form || !boot || !pid || !start || !isRecordName(*form)) return std::nullopt;
   std::optional<pid_t> pidNumber = parseDecimal<pid_t>(*pid);
   std::optional<unsigned long long> startNumber = parseDecimal<unsigned long long>(*start);
   if (!pidNumber || *pidNumber <= 0 || !startNumber) return std::nullopt;
   record.formHex = *form;
+  record.bootId = *boot;
   record.pid = *pidNumber;
   record.startTime = *startNumber;
   while (!text.empty()) {
@@ -129,6 +155,7 @@ std::optional<Record> decode(std::string_view text) {
 }
 
 bool makerIsAlive(const Record& record) {
+  if (!currentBootId() || record.bootId != *currentBootId()) return false;
   std::optional<unsigned long long> startTime = processStartTime(record.pid);
   return startTime && *startTime == record.startTime;
 }
@@ -160,13 +187,15 @@ OSStatus AuthorizationGrants::record(const AuthorizationExternalForm& form,
     }
   }
   std::optional<unsigned long long> startTime = processStartTime(::getpid());
-  if (!startTime) return errAuthorizationInternal;
+  if (!startTime || !currentBootId()) return errAuthorizationInternal;
   int failure = ensurePrivateDirectory(directory_);
   if (failure != 0) return statusOfWriteFailure(failure);
   removeStaleRecords();
-  std::string text = encode({hexOf(form), ::getpid(), *startTime, rights});
-  failure = replaceFileAtomically(
-      pathOf(form), {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()}, 0600);
+  std::string text = encode({hexOf(form), *currentBootId(), ::getpid(), *startTime, rights});
+  // A record outlives no restart: its maker is gone then, so it need not reach the disk.
+  failure = replaceFileAtomically(pathOf(form),
+                                  {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()},
+                                  0600, Durability::RunTimeOnly);
   return failure == 0 ? errAuthorizationSuccess : statusOfWriteFailure(failure);
 }
 

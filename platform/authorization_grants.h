@@ -1,7 +1,7 @@
 // The grants of exported authorizations: one record per external form, named by
 // the form's 64 hex digits, in a directory that only root may write (0700; the
 // records 0600, each replaced atomically). A record holds the form, the rights
-// granted and the process that made it (pid and start time). So a form is
+// granted and the process that made it (boot id, pid and start time). So a form is
 // accepted only when root recorded it, only for the rights recorded with it,
 // and only while the process that made it lives: a form cannot be forged by a
 // process that is not root, nor replayed once its maker destroyed it or exited.

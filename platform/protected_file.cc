@@ -73,13 +73,15 @@ int readProtectedFile(const std::string& path, std::size_t maxSize, Bytes* conte
 }
 
 int replaceFileAtomically(const std::string& path, std::span<const std::uint8_t> contents,
-                          mode_t mode) {
+                          mode_t mode, Durability durability) {
   std::string temporary = path + ".XXXXXX";
   FileDescriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
   if (file.get() < 0) return errno;
   int failure = ::fchmod(file.get(), mode) == 0 ? 0 : errno;
   if (failure == 0) failure = writeAll(file.get(), contents);
-  if (failure == 0 && ::fsync(file.get()) != 0) failure = errno;
+  if (failure == 0 && durability == Durability::SurvivesCrash && ::fsync(file.get()) != 0) {
+    failure = errno;
+  }
   int closed = file.close();
   if (failure == 0) failure = closed;
   if (failure == 0 && ::rename(temporary.c_str(), path.c_str()) != 0) failure = errno;

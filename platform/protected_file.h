@@ -20,11 +20,16 @@ namespace platform {
 // it is larger than `maxSize`.
 int readProtectedFile(const std::string& path, std::size_t maxSize, Bytes* contents);
 
+// Whether a replaced file must survive a crash of the machine, or only matters
+// while the system runs (then the costly sync to the disk is left out).
+enum class Durability { SurvivesCrash, RunTimeOnly };
+
 // Replaces the file at `path` with `contents` and permissions `mode` through a
-// temporary file in the same directory that is synced and renamed over it.
-// Returns 0, or the errno value of the step that failed (nothing is replaced).
+// temporary file in the same directory that is renamed over it (and synced
+// first for Durability::SurvivesCrash). Returns 0, or the errno value of the
+// step that failed (nothing is replaced).
 int replaceFileAtomically(const std::string& path, std::span<const std::uint8_t> contents,
-                          mode_t mode);
+                          mode_t mode, Durability durability = Durability::SurvivesCrash);
 
 // Returns 0 when `path` is a directory (not a symbolic link) that belongs to
 // root or this process's effective user and that group and others can neither

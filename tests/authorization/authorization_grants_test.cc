@@ -72,7 +72,9 @@ TEST_F(AuthorizationGrantsTest, HostileOrDamagedRecordsAreNotBelieved) {
   const std::string good = dir_.read("grants/" + std::string(64, '1'));
   const std::string pidLine = "pid " + std::to_string(getpid()) + "\n";
   const std::string startLine = good.substr(good.find("start "), good.find("\nright") - good.find("start ") + 1);
+  const std::string bootLine = good.substr(good.find("boot "), good.find("\npid") - good.find("boot ") + 1);
   ASSERT_NE(good.find(pidLine), std::string::npos);
+  ASSERT_EQ(bootLine.size(), std::string("boot 01234567-89ab-cdef-0123-456789abcdef\n").size());
 
   struct Row {
     const char* why;
@@ -91,6 +93,8 @@ TEST_F(AuthorizationGrantsTest, HostileOrDamagedRecordsAreNotBelieved) {
       {"pid with trailing text", replaced(good, pidLine, "pid " + std::to_string(getpid()) + "x\n")},
       {"a recycled pid: another start time", replaced(good, startLine, "start 1\n")},
       {"no start time", replaced(good, startLine, "")},
+      {"made during another boot", replaced(good, bootLine, "boot 01234567-89ab-cdef-0123-456789abcdef\n")},
+      {"no boot id", replaced(good, bootLine, "")},
       {"fields out of order", replaced(replaced(good, pidLine, ""), startLine, startLine + pidLine)},
       {"an unknown field", good + "owner root\n"},
       {"an empty right", good + "right \n"},
