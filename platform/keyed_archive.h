@@ -1,0 +1,24 @@
+// Keyed archives of error objects, in the platform's keyed-archive format: a
+// binary property list {"$archiver": "NSKeyedArchiver", "$version": 100000,
+// "$top": {"root": UID}, "$objects": ["$null", ...]} in which every object is
+// referenced by UID and classes are named by "$classname" / "$classes".
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+
+#include "platform/value.h"
+
+namespace platform {
+
+// The archive of `error`, its user info and its chain of causes. Nullopt with
+// an error when the user info holds something that cannot be archived.
+std::optional<Bytes> archivedDataWithRootError(const ErrorRef& error, ErrorRef* failure);
+
+// The error object archived in `data`, decoding only the error class and the
+// property-list classes. Null with an error for anything else: another root
+// class, an unknown class anywhere, a broken or cyclic UID graph, bad input.
+ErrorRef unarchivedErrorFromData(std::span<const std::uint8_t> data, ErrorRef* failure);
+
+}  // namespace platform
