@@ -14,6 +14,7 @@
 #include "log/log_sinks.h"
 #include "log/log_testing.h"
 #include "platform/clock.h"
+#include "platform/codec_support.h"
 #include "platform/log_date.h"
 
 namespace {
@@ -98,8 +99,9 @@ void appendToFile(std::uint8_t, const char* format, std::span<const platform::Fo
   const std::optional<std::string> line =
       platform::stringWithFormat("%@ %@[%d] %@\n", _formatter->stringFromDate(platform::Clock::current().now()),
                                  *_category, ::getpid(), *message);
-  if (!line) {
-    reportFailure("Could not get data for string '%{public}@'.", *message);
+  // Arguments may carry bytes that are not UTF-8; such a line has no UTF-8 form.
+  if (!line || !platform::codec::isValidUtf8(*line)) {
+    reportFailure("Could not get data for string '%{public}@'.", line.value_or(*message));
     return;
   }
   std::lock_guard lock(_lock);
