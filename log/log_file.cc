@@ -12,7 +12,6 @@
 #include "log/log.h"
 #include "log/log_message.h"
 #include "log/log_sinks.h"
-#include "log/log_testing.h"
 #include "platform/clock.h"
 #include "platform/codec_support.h"
 #include "platform/log_date.h"
@@ -28,11 +27,10 @@ constexpr int kRotatedFiles = 4;
 const std::string* _category = nullptr;
 const platform::LogDateFormatter* _formatter = nullptr;
 
-// Guards the three below.
+// Guards the two below.
 constinit std::mutex _lock;
 int _fd = -1;
 std::uint64_t _length = 0;
-std::uint64_t rotationThreshold = kRotationThreshold;
 
 std::string livePath(const std::string& directory) { return directory + "/" + *_category + ".log"; }
 
@@ -86,7 +84,6 @@ void resetLogFileForTesting() {
   if (_fd != -1) ::close(_fd);
   _fd = -1;
   _length = 0;
-  rotationThreshold = kRotationThreshold;
   delete _category;
   _category = nullptr;
   delete _formatter;
@@ -106,7 +103,7 @@ void appendToFile(std::uint8_t, const char* format, std::span<const platform::Fo
   }
   std::lock_guard lock(_lock);
   if (_fd == -1) return;
-  if (_length >= rotationThreshold) rotate();
+  if (_length >= kRotationThreshold) rotate();
   if (::write(_fd, line->data(), line->size()) == -1) {
     reportFailure("Failed to write to log file (%d) '%{public}@'.", errno, *line);
   } else {
@@ -115,8 +112,3 @@ void appendToFile(std::uint8_t, const char* format, std::span<const platform::Fo
 }
 
 }  // namespace lks_log_internal
-
-void LKSLogSetRotationThresholdForTesting(std::uint64_t bytes) {
-  std::lock_guard lock(_lock);
-  rotationThreshold = bytes;
-}
