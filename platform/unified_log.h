@@ -79,7 +79,8 @@ class UnifiedLog {
 
 // Formats as os_log does: privacy markers such as "{public}" in "%{public}s" are
 // dropped, the rest is a stringWithFormat format. A format that does not fit its
-// arguments is recorded as written. A null log is disabled and drops the entry.
+// arguments is recorded as its text without the markers. A null log is disabled
+// and drops the entry.
 void os_log_with_type_args(UnifiedLog* log, std::uint8_t type, const char* format,
                            std::span<const FormatArg> args);
 
