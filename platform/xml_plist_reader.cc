@@ -159,7 +159,12 @@ class Reader {
       return fail("element <" + std::string(name) + "> inside <" + nameOf(stack_.back().element) + ">");
     }
     if (known->element == Element::Plist && !stack_.empty()) return fail("nested <plist>");
-    if (stack_.size() >= codec::kMaxNestingDepth) {
+    // Only <dict> and <array> count towards the cap, as in every other codec;
+    // below the <plist> root every open element is one of them.
+    const bool insidePlist = !stack_.empty() && stack_.front().element == Element::Plist;
+    const std::size_t openContainers = stack_.size() - (insidePlist ? 1 : 0);
+    const bool opensContainer = known->element == Element::Dict || known->element == Element::Array;
+    if (opensContainer && openContainers >= codec::kMaxNestingDepth) {
       return fail("nesting deeper than " + std::to_string(codec::kMaxNestingDepth) + " levels");
     }
     stack_.push_back(Frame{known->element, {}, {}, {}, {}});
