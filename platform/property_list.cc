@@ -4,7 +4,9 @@
 
 #include <string>
 
+#include "platform/openstep_plist_reader.h"
 #include "platform/xml_plist_reader.h"
+#include "platform/xml_plist_writer.h"
 
 namespace platform {
 namespace {
@@ -25,6 +27,9 @@ Value propertyListWithData(std::span<const std::uint8_t> data, PropertyListForma
   PropertyListFormat found = PropertyListFormat::XML;
   if (xml_plist::looksLikeXml(data)) {
     result = xml_plist::read(data, problem);
+  } else if (openstep_plist::looksLikeOpenStep(data)) {
+    found = PropertyListFormat::OpenStep;
+    result = openstep_plist::read(data, problem);
   } else {
     problem = "property list in an unsupported format";
   }
@@ -36,9 +41,13 @@ Value propertyListWithData(std::span<const std::uint8_t> data, PropertyListForma
   return result;
 }
 
-std::optional<Bytes> dataWithPropertyList(const Value&, PropertyListFormat, ErrorRef* error) {
-  report(error, NSPropertyListWriteInvalidError, "property-list writing is not available yet");
-  return std::nullopt;
+std::optional<Bytes> dataWithPropertyList(const Value& plist, PropertyListFormat format,
+                                          ErrorRef* error) {
+  std::string problem = "property-list writing is not available yet";
+  std::optional<Bytes> bytes;
+  if (format == PropertyListFormat::XML) bytes = xml_plist::write(plist, problem);
+  if (!bytes) report(error, NSPropertyListWriteInvalidError, std::move(problem));
+  return bytes;
 }
 
 }  // namespace platform
