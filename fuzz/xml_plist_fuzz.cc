@@ -1,0 +1,20 @@
+// XML property-list reader: any input parses or fails cleanly; what parses
+// survives a trip through the XML writer.
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+
+#include "fuzz/plist_round_trip.h"
+#include "platform/xml_plist_reader.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::string problem;
+  const platform::Value value = platform::xml_plist::read(std::span(data, size), problem);
+  if (!value) {
+    if (problem.empty()) std::abort();  // a failure always says why
+    return 0;
+  }
+  fuzzing::checkXmlRoundTrip(value);
+  return 0;
+}
