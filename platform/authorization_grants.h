@@ -30,8 +30,9 @@ class AuthorizationGrants {
   // or its maker has exited (such a record is removed when that is allowed).
   std::optional<std::vector<std::string>> lookup(const AuthorizationExternalForm& form);
 
-  // Removes the record of `form`, so nobody can use the form any more. Only
-  // root can; for others nothing changes.
+  // Removes the record of `form`, so nobody can use the form any more. Only a
+  // process that may write the directory (root, on a real system) can; for
+  // others nothing changes.
   void revoke(const AuthorizationExternalForm& form);
 
   // Removes the records whose makers have exited; a process that never frees

@@ -75,9 +75,10 @@ class AuthorizationServices {
  public:
   virtual ~AuthorizationServices() = default;
 
-  // Makes a new authorization into *authorization, first obtaining `rights`
-  // (may be null) as AuthorizationCopyRights would. Returns a status;
-  // *authorization is set only on success.
+  // Makes a new authorization into *authorization; with
+  // kAuthorizationFlagExtendRights it first obtains `rights` (may be null) as
+  // AuthorizationCopyRights would. Returns a status (errAuthorizationInvalidPointer
+  // for a null `authorization`); *authorization is set only on success.
   virtual OSStatus AuthorizationCreate(const AuthorizationRights* rights,
                                        const AuthorizationEnvironment* environment,
                                        AuthorizationFlags flags,
@@ -93,7 +94,9 @@ class AuthorizationServices {
                                            const AuthorizationEnvironment* environment,
                                            AuthorizationFlags flags) = 0;
 
-  // The 32-byte form by which another process reaches the same grants.
+  // The 32-byte form by which another process reaches the same grants; the same
+  // form each time for one authorization. errAuthorizationDenied when this
+  // process may not record grants (on a real system: when it is not root).
   virtual OSStatus AuthorizationMakeExternalForm(AuthorizationRef authorization,
                                                  AuthorizationExternalForm* externalForm) = 0;
 
@@ -104,7 +107,8 @@ class AuthorizationServices {
 
   // Installs `rightDefinition` (a rule name string or a rule dictionary) as the
   // rule of `rightName` in the rights database. errAuthorizationDenied when the
-  // caller may not change the database.
+  // caller may not change the database, errAuthorizationInvalidSet for an empty
+  // name or a definition of another kind.
   virtual OSStatus AuthorizationRightSet(AuthorizationRef authorization, const char* rightName,
                                          const Value& rightDefinition) = 0;
 
