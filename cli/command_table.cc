@@ -53,12 +53,13 @@ constexpr std::array<CommandEntry, kCommandCount> commands = {
 namespace {
 
 // A row is either a full command or a bare separator, never half of each.
+// Handlers are checked by the tests: a function's address is not a constant
+// expression in every build (sanitizers make it one no longer).
 constexpr bool well_formed(const CommandEntry& row) {
   if (row.is_separator()) {
-    return !row.args && !row.description && !row.handler && !row.requires_root &&
-           !row.requires_root_to_change;
+    return !row.args && !row.description && !row.requires_root && !row.requires_root_to_change;
   }
-  return row.description && row.handler && row.name[0] != '\0';
+  return row.description && row.name[0] != '\0';
 }
 
 constexpr bool all_rows_well_formed() {
@@ -68,7 +69,7 @@ constexpr bool all_rows_well_formed() {
   return true;
 }
 
-static_assert(all_rows_well_formed(), "every row is a command with a handler or a separator");
+static_assert(all_rows_well_formed(), "every row is a command or a separator");
 // "usage:" opens both usages, so the first row must show in the short one.
 static_assert(!commands[0].is_separator() && !commands[0].hidden);
 static_assert(std::string_view(commands[0].name) == "version");

@@ -61,6 +61,12 @@ class Dispatcher : public ::testing::Test {
   }
 };
 
+TEST(CommandTable, EveryCommandHasAHandlerAndNoSeparatorHasOne) {
+  for (const CommandEntry& row : commands) {
+    EXPECT_EQ(row.handler == nullptr, row.is_separator()) << (row.name ? row.name : "separator");
+  }
+}
+
 TEST_F(Dispatcher, LookupStopsAtTheFirstRowOfAName) {
   EXPECT_EQ(find_command(commands, "settings"), &commands[5]);
   EXPECT_EQ(find_command(commands, "backups"), &commands[10]);
