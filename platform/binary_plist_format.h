@@ -13,15 +13,21 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 namespace platform::binary_plist {
 
+// The eight bytes every binary property list starts with.
+inline constexpr std::string_view kMagic = "bplist00";
+
+// Marker bytes: kinds are high nibbles; the four singletons and the date are
+// whole bytes.
 enum Marker : std::uint8_t {
   kNull = 0x00,
   kFalse = 0x08,
   kTrue = 0x09,
   kFill = 0x0F,
-  kInteger = 0x10,  // low nibble n: 2^n bytes, big-endian
+  kInteger = 0x10,  // low nibble n: 2^n bytes, big-endian; 1-4 bytes unsigned, 8 and 16 signed
   kReal = 0x20,     // low nibble n: 2^n bytes (2: float, 3: double)
   kDate = 0x33,     // 8-byte double, seconds since 2001-01-01 UTC
   kData = 0x40,
@@ -33,8 +39,17 @@ enum Marker : std::uint8_t {
   kDictionary = 0xD0,  // count keys' references, then as many values' references
 };
 
+inline constexpr std::uint8_t kKindMask = 0xF0;
+inline constexpr std::uint8_t kInfoMask = 0x0F;
+
 inline constexpr std::size_t kHeaderSize = 8;
 inline constexpr std::size_t kTrailerSize = 32;
+// Where the trailer's fields sit, counted from the trailer's first byte.
+inline constexpr std::size_t kTrailerOffsetSize = 6;
+inline constexpr std::size_t kTrailerReferenceSize = 7;
+inline constexpr std::size_t kTrailerObjectCount = 8;
+inline constexpr std::size_t kTrailerTopObject = 16;
+inline constexpr std::size_t kTrailerOffsetTable = 24;
 // A count in the marker's low nibble is at most this; larger counts follow.
 inline constexpr std::uint8_t kLongCount = 0x0F;
 

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "platform/binary_plist_reader.h"
 #include "platform/openstep_plist_reader.h"
 #include "platform/xml_plist_reader.h"
 #include "platform/xml_plist_writer.h"
@@ -25,7 +26,10 @@ Value propertyListWithData(std::span<const std::uint8_t> data, PropertyListForma
   std::string problem;
   Value result;
   PropertyListFormat found = PropertyListFormat::XML;
-  if (xml_plist::looksLikeXml(data)) {
+  if (binary_plist::looksLikeBinary(data)) {
+    found = PropertyListFormat::Binary;
+    result = binary_plist::read(data, problem);
+  } else if (xml_plist::looksLikeXml(data)) {
     result = xml_plist::read(data, problem);
   } else if (openstep_plist::looksLikeOpenStep(data)) {
     found = PropertyListFormat::OpenStep;
