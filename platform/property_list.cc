@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/binary_plist_reader.h"
+#include "platform/binary_plist_writer.h"
 #include "platform/openstep_plist_reader.h"
 #include "platform/xml_plist_reader.h"
 #include "platform/xml_plist_writer.h"
@@ -49,6 +50,7 @@ std::optional<Bytes> dataWithPropertyList(const Value& plist, PropertyListFormat
                                           ErrorRef* error) {
   std::string problem = "property-list writing is not available yet";
   std::optional<Bytes> bytes;
+  if (format == PropertyListFormat::Binary) bytes = binary_plist::write(plist, problem);
   if (format == PropertyListFormat::XML) bytes = xml_plist::write(plist, problem);
   if (!bytes) report(error, NSPropertyListWriteInvalidError, std::move(problem));
   return bytes;
