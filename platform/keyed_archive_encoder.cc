@@ -1,0 +1,215 @@
+// Archiving an error object in the platform's keyed-archive layout (see
+// keyed_archive_format.h). Objects are numbered in the order they are met, an
+// object before its fields; an object referenced twice is archived once, as the
+// platform's archiver does for the same instance, and so are equal strings and
+// each class entry.
+#include <cstdio>
+#include <map>
+#include <vector>
+
+#include "platform/binary_plist_writer.h"
+#include "platform/codec_support.h"
+#include "platform/keyed_archive.h"
+#include "platform/keyed_archive_format.h"
+#include "platform/writer_support.h"
+
+namespace platform {
+namespace {
+
+using namespace keyed_archive;
+
+class Encoder {
+ public:
+  // The UID of `value`'s entry in "$objects", adding it and everything it
+  // holds; nullopt when something in it cannot be archived (see problem()).
+  std::optional<std::uint64_t> encode(const Value& value, std::size_t depth) {
+    if (const void* identity = identityOf(value)) {
+      if (const auto found = byIdentity_.find(identity); found != byIdentity_.end()) return found->second;
+    }
+    switch (value.kind()) {
+      case Value::Kind::Boolean:
+      case Value::Kind::Integer:
+      case Value::Kind::Real: return append(value);
+      case Value::Kind::String: {
+        const auto [entry, added] = strings_.try_emplace(*value.asString(), objects_.size());
+        if (added) objects_.push_back(value);
+        return entry->second;
+      }
+      case Value::Kind::Date:
+        return append(Value::dictionary({{kTimeKey, Value::real(value.asDate()->sinceReferenceDate)},
+                                         {kClassKey, classReference(kDateClass)}}));
+      case Value::Kind::Data:
+        return remember(value, append(Value::dictionary({{kBytesKey, value},
+                                                         {kClassKey, classReference(kDataClass)}})));
+      case Value::Kind::Array: return encodeArray(value, depth);
+      case Value::Kind::Dictionary: return encodeDictionary(value, depth);
+      case Value::Kind::Error: return encodeError(value, depth);
+      case Value::Kind::Uid: return refuse("a UID, which is not an archivable object");
+      case Value::Kind::None: break;
+    }
+    return refuse("an absent value, which no collection can hold");
+  }
+
+  // The archive whose root is the object at `root`.
+  Value archive(std::uint64_t root) && {
+    return Value::dictionary({
+        {kArchiverKey, Value::string(kArchiver)},
+        {kObjectsKey, Value::array(Array(std::move(objects_)))},
+        {kTopKey, Value::dictionary({{kRootKey, Value::uid(root)}})},
+        {kVersionKey, Value::integer(kVersion)},
+    });
+  }
+
+  // What could not be archived, and where, once encode() failed.
+  std::string problem() const { return "cannot archive " + route_.text() + ": " + what_; }
+
+ private:
+  // Containers, data and errors are objects of their own: one entry however
+  // often they are referenced.
+  static const void* identityOf(const Value& value) {
+    if (const Array* array = value.asArray()) return array;
+    if (const Dictionary* dictionary = value.asDictionary()) return dictionary;
+    if (const Bytes* bytes = value.asData()) return bytes;
+    if (const ErrorRef* error = value.asError()) return error->get();
+    return nullptr;
+  }
+
+  std::uint64_t append(Value entry) {
+    objects_.push_back(std::move(entry));
+    return objects_.size() - 1;
+  }
+
+  std::optional<std::uint64_t> remember(const Value& value, std::uint64_t uid) {
+    byIdentity_.emplace(identityOf(value), uid);
+    return uid;
+  }
+
+  // An object's entry is numbered before its fields, and filled in after them.
+  std::uint64_t reserve(const Value& value) {
+    const std::uint64_t uid = append(Value());
+    remember(value, uid);
+    return uid;
+  }
+
+  // Containers and errors nest; strings, numbers, dates and data end a branch.
+  bool tooDeep(std::size_t depth) {
+    if (depth <= codec::kMaxNestingDepth) return false;
+    what_ = "nesting deeper than " + std::to_string(codec::kMaxNestingDepth) + " levels";
+    return true;
+  }
+
+  Value classReference(std::string_view name) {
+    const auto [entry, added] = classes_.try_emplace(name, objects_.size());
+    if (added) {
+      append(Value::dictionary({
+          {kClassNameKey, Value::string(std::string(name))},
+          {kClassesKey, Value::array({Value::string(std::string(name)),
+                                                   Value::string(kRootClass)})},
+      }));
+    }
+    return Value::uid(entry->second);
+  }
+
+  std::optional<std::uint64_t> encodeArray(const Value& value, std::size_t depth) {
+    if (tooDeep(depth)) return std::nullopt;
+    const std::uint64_t uid = reserve(value);
+    Array members;
+    std::size_t index = 0;
+    for (const Value& member : *value.asArray()) {
+      const std::optional<std::uint64_t> memberUid = encode(member, depth + 1);
+      if (!memberUid) return failedAt(index);
+      members.push_back(Value::uid(*memberUid));
+      ++index;
+    }
+    Value entry = Value::dictionary({{kMembersKey, Value::array(std::move(members))},
+                                     {kClassKey, classReference(kArrayClass)}});
+    objects_[uid] = std::move(entry);
+    return uid;
+  }
+
+  std::optional<std::uint64_t> encodeDictionary(const Value& value, std::size_t depth) {
+    if (tooDeep(depth)) return std::nullopt;
+    const std::uint64_t uid = reserve(value);
+    std::optional<Value> entry = dictionaryEntry(*value.asDictionary(), depth);
+    if (!entry) return std::nullopt;
+    objects_[uid] = std::move(*entry);
+    return uid;
+  }
+
+  // The fields of a dictionary's entry; nullopt when a member cannot be archived.
+  std::optional<Value> dictionaryEntry(const Dictionary& dictionary, std::size_t depth) {
+    Array keys, members;
+    for (const auto& [key, member] : dictionary) {
+      keys.push_back(Value::uid(*encode(Value::string(key), depth + 1)));
+      const std::optional<std::uint64_t> memberUid = encode(member, depth + 1);
+      if (!memberUid) return failedAt(key);
+      members.push_back(Value::uid(*memberUid));
+    }
+    return Value::dictionary({{kKeysKey, Value::array(std::move(keys))},
+                              {kMembersKey, Value::array(std::move(members))},
+                              {kClassKey, classReference(kDictionaryClass)}});
+  }
+
+  std::optional<std::uint64_t> encodeError(const Value& value, std::size_t depth) {
+    if (tooDeep(depth)) return std::nullopt;
+    const Error& error = **value.asError();
+    const std::uint64_t uid = reserve(value);
+    const std::uint64_t domain = *encode(Value::string(error.domain), depth + 1);
+    // No user info is nil, as the platform archives an error made without one.
+    std::uint64_t userInfo = 0;
+    if (!error.userInfo.empty()) {
+      if (tooDeep(depth + 1)) return std::nullopt;
+      userInfo = append(Value());
+      std::optional<Value> entry = dictionaryEntry(error.userInfo, depth + 1);
+      if (!entry) return std::nullopt;
+      objects_[userInfo] = std::move(*entry);
+    }
+    Value entry = Value::dictionary({{kCodeKey, Value::integer(error.code)},
+                                     {kDomainKey, Value::uid(domain)},
+                                     {kUserInfoKey, Value::uid(userInfo)},
+                                     {kClassKey, classReference(kErrorClass)}});
+    objects_[uid] = std::move(entry);
+    return uid;
+  }
+
+  std::nullopt_t refuse(std::string what) {
+    what_ = std::move(what);
+    return std::nullopt;
+  }
+  std::nullopt_t failedAt(std::size_t index) {
+    route_.prependIndex(index);
+    return std::nullopt;
+  }
+  std::nullopt_t failedAt(std::string_view key) {
+    route_.prependKey(key);
+    return std::nullopt;
+  }
+
+  std::vector<Value> objects_{Value::string(kNull)};
+  std::map<const void*, std::uint64_t> byIdentity_;
+  std::map<std::string, std::uint64_t, std::less<>> strings_;
+  std::map<std::string_view, std::uint64_t> classes_;
+  std::string what_;
+  codec::ValueRoute route_;
+};
+
+}  // namespace
+
+std::optional<Bytes> archivedDataWithRootError(const ErrorRef& error, ErrorRef* failure) {
+  std::string problem;
+  std::optional<Bytes> bytes;
+  if (!error) {
+    problem = "there is no error to archive";
+  } else {
+    Encoder encoder;
+    if (const std::optional<std::uint64_t> root = encoder.encode(Value::error(error), 0)) {
+      bytes = binary_plist::writeWithUids(std::move(encoder).archive(*root), problem);
+    } else {
+      problem = encoder.problem();
+    }
+  }
+  if (!bytes && failure) *failure = coderError(NSCoderInvalidValueError, std::move(problem));
+  return bytes;
+}
+
+}  // namespace platform
