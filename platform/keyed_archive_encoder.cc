@@ -1,8 +1,10 @@
 // Archiving an error object in the platform's keyed-archive layout (see
 // keyed_archive_format.h). Objects are numbered in the order they are met, an
 // object before its fields; an object referenced twice is archived once, as the
-// platform's archiver does for the same instance, and so are equal strings and
-// each class entry.
+// platform's archiver does for the same instance, and so are equal strings,
+// equal data and each class entry. Equal data is merged rather than told apart
+// by instance because binary property lists merge it anyway: an archive read
+// back then archives to the same bytes.
 #include <cstdio>
 #include <map>
 #include <vector>
@@ -38,9 +40,13 @@ class Encoder {
       case Value::Kind::Date:
         return append(Value::dictionary({{kTimeKey, Value::real(value.asDate()->sinceReferenceDate)},
                                          {kClassKey, classReference(kDateClass)}}));
-      case Value::Kind::Data:
-        return remember(value, append(Value::dictionary({{kBytesKey, value},
-                                                         {kClassKey, classReference(kDataClass)}})));
+      case Value::Kind::Data: {
+        if (const auto found = data_.find(value.asData()); found != data_.end()) return found->second;
+        const std::uint64_t uid =
+            append(Value::dictionary({{kBytesKey, value}, {kClassKey, classReference(kDataClass)}}));
+        data_.emplace(value.asData(), uid);
+        return uid;
+      }
       case Value::Kind::Array: return encodeArray(value, depth);
       case Value::Kind::Dictionary: return encodeDictionary(value, depth);
       case Value::Kind::Error: return encodeError(value, depth);
@@ -64,30 +70,28 @@ class Encoder {
   std::string problem() const { return "cannot archive " + route_.text() + ": " + what_; }
 
  private:
-  // Containers, data and errors are objects of their own: one entry however
-  // often they are referenced.
+  // Containers and errors are objects of their own: one entry however often
+  // they are referenced.
   static const void* identityOf(const Value& value) {
     if (const Array* array = value.asArray()) return array;
     if (const Dictionary* dictionary = value.asDictionary()) return dictionary;
-    if (const Bytes* bytes = value.asData()) return bytes;
     if (const ErrorRef* error = value.asError()) return error->get();
     return nullptr;
   }
+
+  struct ByContents {
+    bool operator()(const Bytes* a, const Bytes* b) const { return *a < *b; }
+  };
 
   std::uint64_t append(Value entry) {
     objects_.push_back(std::move(entry));
     return objects_.size() - 1;
   }
 
-  std::optional<std::uint64_t> remember(const Value& value, std::uint64_t uid) {
-    byIdentity_.emplace(identityOf(value), uid);
-    return uid;
-  }
-
   // An object's entry is numbered before its fields, and filled in after them.
   std::uint64_t reserve(const Value& value) {
     const std::uint64_t uid = append(Value());
-    remember(value, uid);
+    byIdentity_.emplace(identityOf(value), uid);
     return uid;
   }
 
@@ -188,6 +192,7 @@ class Encoder {
   std::vector<Value> objects_{Value::string(kNull)};
   std::map<const void*, std::uint64_t> byIdentity_;
   std::map<std::string, std::uint64_t, std::less<>> strings_;
+  std::map<const Bytes*, std::uint64_t, ByContents> data_;  // the bytes live in the archived value
   std::map<std::string_view, std::uint64_t> classes_;
   std::string what_;
   codec::ValueRoute route_;

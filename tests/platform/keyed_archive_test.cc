@@ -149,21 +149,23 @@ TEST(KeyedArchive, LayoutIsThePlatformsOwn) {
 }
 
 TEST(KeyedArchive, SharedObjectsAreArchivedOnceAndComeBackShared) {
-  const Value shared = Value::array({Value::string("x"), Value::string("x")});
-  const ErrorRef error = Error::make("d", 1, {{"a", shared}, {"b", shared}, {"c", Value::string("x")}});
+  // Equal data counts as shared too, since binary property lists merge it.
+  const Value shared = Value::array({Value::string("x"), Value::string("x"), Value::data({1})});
+  const ErrorRef error =
+      Error::make("d", 1, {{"a", shared}, {"b", shared}, {"c", Value::string("x")}, {"d", Value::data({1})}});
   const Bytes bytes = archived(error);
   const Dictionary archive = archiveOf(bytes);
   ASSERT_TRUE(archive.get("$objects").asArray());
-  std::size_t arrays = 0, strings = 0;
+  std::size_t arrays = 0, strings = 0, data = 0;
   for (const Value& object : *archive.get("$objects").asArray()) {
-    if (const Dictionary* fields = object.asDictionary(); fields && fields->contains("NS.objects") &&
-                                                          !fields->contains("NS.keys")) {
-      ++arrays;
-    }
+    const Dictionary* fields = object.asDictionary();
+    if (fields && fields->contains("NS.objects") && !fields->contains("NS.keys")) ++arrays;
+    if (fields && fields->contains("NS.data")) ++data;
     if (object == Value::string("x")) ++strings;
   }
   EXPECT_EQ(arrays, 1u);
   EXPECT_EQ(strings, 1u);
+  EXPECT_EQ(data, 1u);
 
   const ErrorRef decoded = unarchivedErrorFromData(bytes, nullptr);
   ASSERT_TRUE(decoded);
