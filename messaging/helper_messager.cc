@@ -20,11 +20,8 @@ constexpr std::array<Rights, QHVHelperMessageLast + 1> kCatalogue = {
 
 QHVHelperMessager& QHVHelperMessager::sharedMessager() {
   // Never released: the connection may deliver events until the process ends.
-  static QHVHelperMessager* const shared = [] {
-    auto* holder = new std::shared_ptr<QHVHelperMessager>(init());
-    return holder->get();
-  }();
-  return *shared;
+  static const auto* const shared = new std::shared_ptr<QHVHelperMessager>(init());
+  return **shared;
 }
 
 std::shared_ptr<QHVHelperMessager> QHVHelperMessager::init() {
