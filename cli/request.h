@@ -1,0 +1,20 @@
+// The one way commands talk to the scheduler service: one message, its
+// payload, the reply or the failure.
+#pragma once
+
+#include "messaging/helper_messages.h"
+#include "platform/value.h"
+
+// Sends `message` with `payload` (absent: none) and returns the reply, or none
+// with the error through `error`. Prints nothing, except that a real user other
+// than root about to send a message that needs rights gets "This command
+// requires root privileges." on standard error and the process ends at once
+// with exit status 1, nothing sent.
+platform::Value _send_message_payload_error(QHVHelperMessage message, const platform::Value& payload,
+                                            platform::ErrorRef* error);
+
+// _send_message_payload_error, and on failure the whole error chain's text on
+// one line: on standard error for an error-level failure, on standard output
+// for the others.
+platform::Value send_message_payload_error(QHVHelperMessage message, const platform::Value& payload,
+                                           platform::ErrorRef* error);
