@@ -13,7 +13,8 @@ struct ReasonPhrase {
 };
 
 // The platform's wording, which differs from the HTTP standard's in places
-// ("no error" for 200, "unimplemented" for 501); sorted by code.
+// ("no error" for 200, "temporarily redirected" for 307, "unimplemented" for
+// 501); sorted by code. 306 has no phrase of its own.
 constexpr std::array kReasonPhrases = {
     ReasonPhrase{100, "continue"},
     ReasonPhrase{101, "switching protocols"},
@@ -30,7 +31,7 @@ constexpr std::array kReasonPhrases = {
     ReasonPhrase{303, "see other"},
     ReasonPhrase{304, "not modified"},
     ReasonPhrase{305, "needs proxy"},
-    ReasonPhrase{307, "redirected"},
+    ReasonPhrase{307, "temporarily redirected"},
     ReasonPhrase{400, "bad request"},
     ReasonPhrase{401, "unauthorized"},
     ReasonPhrase{402, "payment required"},
