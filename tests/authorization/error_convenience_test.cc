@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "errors/error_domains.h"
+#include "errors/lks_error.h"
 
 namespace {
 
@@ -35,6 +35,23 @@ TEST(UserCanceledAuthenticationTest, OtherFailuresAreNotACancel) {
       wrapping(LKSMessagerErrorDomain, 0, nullptr),  // code 0 of another domain
   };
   for (const ErrorRef& chain : chains) EXPECT_FALSE(userCanceledAuthentication(chain));
+}
+
+TEST(UserCanceledAuthenticationTest, LooksAtMostTheChainLimitDeep) {
+  // A cancel at the bottom of `length` errors of another kind.
+  const auto canceledBeneath = [](std::size_t length) {
+    ErrorRef chain = wrapping(LKSAuthorizationErrorDomain, LKSAuthorizationErrorUserCanceled, nullptr);
+    for (std::size_t i = 0; i < length; ++i) chain = wrapping(LKSMessagerErrorDomain, LKSMessagerErrorAuthorize, chain);
+    return chain;
+  };
+  EXPECT_TRUE(userCanceledAuthentication(canceledBeneath(LKSErrorChainLimit - 1)));
+  EXPECT_FALSE(userCanceledAuthentication(canceledBeneath(LKSErrorChainLimit)));
+}
+
+TEST(UserCanceledAuthenticationTest, ACauseThatIsNotAnErrorEndsTheWalk) {
+  const ErrorRef error = Error::make(LKSMessagerErrorDomain, LKSMessagerErrorAuthorize,
+                                     {{platform::NSUnderlyingErrorKey, Value::string("canceled")}});
+  EXPECT_FALSE(userCanceledAuthentication(error));
 }
 
 }  // namespace
