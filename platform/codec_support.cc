@@ -277,10 +277,6 @@ bool Utf16ToUtf8::push(char16_t unit) {
   return true;
 }
 
-namespace {
-
-// Decodes the UTF-8 sequence at text[i]; returns its length, 0 when malformed
-// (overlong, surrogate, beyond U+10FFFF or truncated).
 std::size_t decodeUtf8(std::string_view text, std::size_t i, char32_t& cp) {
   const auto lead = static_cast<unsigned char>(text[i]);
   if (lead < 0x80) {
@@ -310,8 +306,6 @@ std::size_t decodeUtf8(std::string_view text, std::size_t i, char32_t& cp) {
   if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
   return length;
 }
-
-}  // namespace
 
 std::optional<std::u16string> utf16FromUtf8(std::string_view text) {
   std::u16string out;

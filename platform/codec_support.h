@@ -44,6 +44,11 @@ std::string encodeBase64(std::span<const std::uint8_t> bytes);
 // outside the alphabet, on misplaced padding or on a truncated final group.
 std::optional<Bytes> decodeBase64(std::string_view text);
 
+// Decodes the UTF-8 sequence that starts at text[i] into `cp`. Returns its
+// length, or 0 when it is malformed: overlong, a surrogate, beyond U+10FFFF or
+// cut short.
+std::size_t decodeUtf8(std::string_view text, std::size_t i, char32_t& cp);
+
 // Appends code point `cp` as UTF-8.
 void appendUtf8(std::string& out, char32_t cp);
 

@@ -4,45 +4,16 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdint>
+#include <cstddef>
 #include <cstdlib>
 #include <optional>
 #include <vector>
 
+#include "platform/codec_support.h"
 #include "platform/user_ids.h"
 
 namespace platform {
 namespace {
-
-// Decodes the UTF-8 sequence at `text[i]`, advancing `i`; nullopt for a
-// malformed, overlong or surrogate sequence, or one cut short.
-std::optional<char32_t> decodeUtf8(std::string_view text, std::size_t& i) {
-  const auto lead = static_cast<unsigned char>(text[i]);
-  std::size_t length;
-  char32_t cp;
-  char32_t minimum;
-  if (lead < 0x80) {
-    ++i;
-    return lead;
-  } else if ((lead & 0xE0) == 0xC0) {
-    length = 2, cp = lead & 0x1F, minimum = 0x80;
-  } else if ((lead & 0xF0) == 0xE0) {
-    length = 3, cp = lead & 0x0F, minimum = 0x800;
-  } else if ((lead & 0xF8) == 0xF0) {
-    length = 4, cp = lead & 0x07, minimum = 0x10000;
-  } else {
-    return std::nullopt;
-  }
-  if (text.size() - i < length) return std::nullopt;
-  for (std::size_t k = 1; k < length; ++k) {
-    const auto next = static_cast<unsigned char>(text[i + k]);
-    if ((next & 0xC0) != 0x80) return std::nullopt;
-    cp = (cp << 6) | (next & 0x3F);
-  }
-  if (cp < minimum || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return std::nullopt;
-  i += length;
-  return cp;
-}
 
 // The platform's white space and newline set: the ASCII controls TAB to CR,
 // NEL, and every space separator, line separator and paragraph separator.
@@ -50,13 +21,6 @@ bool isWhiteSpace(char32_t c) {
   return c == U' ' || (c >= U'\t' && c <= U'\r') || c == 0x85 || c == 0xA0 || c == 0x1680 ||
          (c >= 0x2000 && c <= 0x200A) || c == 0x2028 || c == 0x2029 || c == 0x202F ||
          c == 0x205F || c == 0x3000;
-}
-
-bool isValidUtf8(std::string_view text) {
-  for (std::size_t i = 0; i < text.size();) {
-    if (!decodeUtf8(text, i)) return false;
-  }
-  return true;
 }
 
 // The home directory of a password-database entry, or nullopt when there is no
@@ -101,12 +65,12 @@ std::string expandingTildeInPath(std::string_view path) {
 }  // namespace
 
 bool stringBoolValue(std::string_view utf8) {
-  if (!isValidUtf8(utf8)) return false;
+  if (!codec::isValidUtf8(utf8)) return false;
   std::size_t i = 0;
-  while (i < utf8.size()) {
-    std::size_t next = i;
-    if (!isWhiteSpace(*decodeUtf8(utf8, next))) break;
-    i = next;
+  for (char32_t c; i < utf8.size();) {
+    const std::size_t length = codec::decodeUtf8(utf8, i, c);
+    if (!isWhiteSpace(c)) break;
+    i += length;
   }
   if (i < utf8.size() && (utf8[i] == '+' || utf8[i] == '-')) ++i;
   while (i < utf8.size() && utf8[i] == '0') ++i;
