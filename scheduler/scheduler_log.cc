@@ -1,0 +1,26 @@
+#include "scheduler/scheduler_log.h"
+
+#include <unistd.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+#include "platform/clock.h"
+#include "platform/codec_support.h"
+
+namespace dev_scheduler {
+
+void logLine(const char* format, ...) {
+  char text[2048];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  const std::string line =
+      platform::codec::formatIsoDate(platform::Clock::current().now()) + " " + text + "\n";
+  // One write per line, so that lines of concurrent requests never mix.
+  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
+}
+
+}  // namespace dev_scheduler

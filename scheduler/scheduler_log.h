@@ -1,0 +1,11 @@
+// What the scheduler reports about itself: one line per event on standard
+// error (the terminal in the foreground, scheduler.log in the background).
+// It never writes the tool's own log.
+#pragma once
+
+namespace dev_scheduler {
+
+// Writes "<UTC date> <text>" and a line end in one write.
+void logLine(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+}  // namespace dev_scheduler
