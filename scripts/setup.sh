@@ -9,6 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev      # tests and benchmarks
   clang libclang-rt-dev                           # libFuzzer targets
   python3                                         # the independent property-list implementation
+  groff-base dpkg-dev file                        # checking the manual page; the Debian package
 )
 
 missing=()
