@@ -7,7 +7,6 @@
 
 #include "errors/lks_error.h"
 #include "harness/files.h"
-#include "platform/codec_support.h"
 #include "scheduler/state_files.h"
 
 namespace testing_support {
@@ -46,6 +45,19 @@ RecordedRequest recordedRequest(const platform::Dictionary& record) {
   request.pid = static_cast<pid_t>(record.get(dev_scheduler::kRecordPeerPIDKey).int64Value());
   return request;
 }
+
+// The mount namespace of the calling thread.
+std::string mountNamespace() {
+  char name[64] = {};
+  return ::readlink("/proc/thread-self/ns/mnt", name, sizeof name - 1) > 0 ? name : "";
+}
+
+// The namespace the test program began in, taken as it is loaded, before any
+// test enters a sandbox.
+const std::string kStartingNamespace = mountNamespace();
+
+// True when this thread has left the namespace the program began in (a sandbox).
+bool inPrivateMountNamespace() { return !kStartingNamespace.empty() && mountNamespace() != kStartingNamespace; }
 
 }  // namespace
 
@@ -90,6 +102,10 @@ RunResult DevScheduler::command(const std::string& command) const {
 }
 
 bool DevScheduler::start() {
+  if (options_.socketDirectory.empty() && !inPrivateMountNamespace()) {
+    ADD_FAILURE() << "the development scheduler serves the system's service directory only inside a sandbox";
+    return false;
+  }
   const RunResult started = command("start");
   serving_ = started.exitStatus == 0;
   if (!serving_) {

@@ -10,7 +10,9 @@
 //   EXPECT_EQ(scheduler.requests().back().message, QHVHelperMessageInstallUpdate);
 //
 // A scheduler that cannot be started or stopped, or a state file that cannot
-// be read or written, is reported as a test failure.
+// be read or written, is reported as a test failure. One that would serve the
+// system's service directory outside a sandbox is not started: make it after
+// the sandbox is entered (in the test's body, not as a member of its fixture).
 #pragma once
 
 #include <sys/types.h>

@@ -15,6 +15,8 @@
 #include <fstream>
 #include <thread>
 
+#include <gtest/gtest-spi.h>
+
 #include "scheduler/state_files.h"
 #include "scheduler_test_support.h"
 
@@ -186,6 +188,11 @@ TEST_F(SchedulerLifecycle, CommandLineMistakesPrintTheUsage) {
   const RunResult help = runScheduler({"--help"});
   EXPECT_EQ(help.exitStatus, 0);
   EXPECT_EQ(help.out.rfind("Usage: qhv-dev-scheduler", 0), 0u);
+}
+
+TEST(DevSchedulerHarness, RefusesToServeTheMachinesServiceDirectory) {
+  // Outside a sandbox, only a scheduler with a socket directory of its own starts.
+  EXPECT_NONFATAL_FAILURE({ DevScheduler scheduler; }, "only inside a sandbox");
 }
 
 TEST_F(SchedulerLifecycle, UserWithoutPermissionGetsAClearError) {
