@@ -197,8 +197,8 @@ TEST_F(Completion, OnlyWordsBeginningWithWhatIsTypedAreOffered) {
 
 // Every position that a synopsis of the table describes, walked row by row.
 TEST_F(Completion, EverySynopsisOffersItsSubCommandsAndValues) {
-  std::map<std::string, Offer> second;                   // what follows a command word
-  std::map<std::vector<std::string>, Offer> third;       // what follows a command and its next word
+  std::map<std::string, Offer> second;              // what follows a command word
+  std::map<std::vector<std::string>, Offer> third;  // what follows a command and its next word
   for (const CommandEntry& row : commands) {
     if (!completed(row)) continue;
     Offer& offer = second[row.name];
@@ -222,20 +222,14 @@ TEST_F(Completion, EverySynopsisOffersItsSubCommandsAndValues) {
       }
     }
   }
-  for (const auto& [alias, name] : kSubCommandAliases) {
-    const std::vector<std::string> words = synopsisWords(name);
-    third[{alias.substr(0, alias.find(' ')), alias.substr(alias.find(' ') + 1)}] = third.at(words);
-  }
+  for (const auto& [alias, name] : kSubCommandAliases) third[synopsisWords(alias)] = third.at(synopsisWords(name));
 
   std::vector<std::string> mismatches;
   for (const auto& [name, offer] : second) expectOffer({name}, offer, mismatches);
   for (const auto& [line, offer] : third) expectOffer(line, offer, mismatches);
-  EXPECT_TRUE(mismatches.empty()) << "completion/qhvctl.bash and the command table disagree:\n  "
-                                  << [&] {
-                                       std::string text;
-                                       for (const std::string& m : mismatches) text += m + "\n  ";
-                                       return text;
-                                     }();
+  std::string report;
+  for (const std::string& mismatch : mismatches) report += "\n  " + mismatch;
+  EXPECT_TRUE(mismatches.empty()) << "completion/qhvctl.bash and the command table disagree:" << report;
 }
 
 TEST_F(Completion, FeaturesAreOfferedUntilEachWasGiven) {
