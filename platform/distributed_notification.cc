@@ -1,0 +1,30 @@
+#include "platform/distributed_notification.h"
+
+#include "platform/machine_seam.h"
+#include "platform/system_bus.h"
+
+namespace platform {
+namespace {
+
+class MachineNotificationCenter : public DistributedNotificationCenter {
+ public:
+  void postNotificationName(const std::string& name, const char* object, std::uint32_t options) const override {
+    const std::unique_ptr<SystemBus> bus = SystemBus::connect();
+    if (!bus) return;
+    bus->emitSignal("/com/larkspan/DistributedNotificationCenter", "com.larkspan.DistributedNotificationCenter",
+                    "Notification", name.c_str(), object ? object : "", options);
+  }
+};
+
+constinit const MachineNotificationCenter kMachine;
+constinit MachineSeam<DistributedNotificationCenter> seam(kMachine);
+
+}  // namespace
+
+const DistributedNotificationCenter& DistributedNotificationCenter::defaultCenter() { return seam.get(); }
+
+void DistributedNotificationCenter::setForTesting(const DistributedNotificationCenter* center) {
+  seam.install(center);
+}
+
+}  // namespace platform
