@@ -82,7 +82,11 @@ class Decoder {
     return true;
   }
 
+  // What went wrong, once decode() returned false.
   const std::string& problem() const { return problem_; }
+
+ private:
+  enum class State : std::uint8_t { Unvisited, Decoding, Decoded };
 
   bool fail(const char* format, ...) __attribute__((format(printf, 2, 3))) {
     char text[256];
@@ -93,9 +97,6 @@ class Decoder {
     problem_ = text;
     return false;
   }
-
- private:
-  enum class State : std::uint8_t { Unvisited, Decoding, Decoded };
 
   static const char* kindName(Value::Kind kind) {
     switch (kind) {
