@@ -3,6 +3,7 @@
 // tools inherit, the records in the log file and the exit statuses.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "harness/end_to_end.h"

@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <sstream>
 
 #include "harness/end_to_end.h"
 #include "harness/tool_stand_in.h"
