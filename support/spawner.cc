@@ -60,18 +60,16 @@ platform::ErrorRef finish(const std::string& tool, pid_t child) {
 
 bool spawn_tool(LKSToolArguments argv, platform::ErrorRef* error) {
   pid_t child = 0;
-  if (const int failure = start_tool(argv, &child)) {
-    if (error) *error = spawn_error(argv[0], failure);
-    return false;
-  }
   int status = 0;
-  if (const int failure = reap(child, &status)) {
+  int failure = start_tool(argv, &child);
+  if (failure == 0) failure = reap(child, &status);
+  if (failure != 0) {
     if (error) *error = spawn_error(argv[0], failure);
     return false;
   }
-  const bool succeeded = WIFEXITED(status) && WEXITSTATUS(status) == 0;
-  if (!succeeded && error) *error = outcome_error(argv[0], status);
-  return succeeded;
+  if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return true;
+  if (error) *error = outcome_error(argv[0], status);
+  return false;
 }
 
 void spawn_tool_async(LKSToolArguments argv, platform::QueueRef queue,
