@@ -80,6 +80,7 @@ TEST_F(SchedulerRequests, OneWayRequestsAreCarriedOutWithoutReply) {
   ASSERT_TRUE(oneWay->sendMessage(QHVHelperMessageKickstartBackup, {}, nullptr));
   // Requests of one connection are answered in order: the backup runs by now.
   const Value info = oneWay->sendSynchronousMessage(QHVHelperMessageGetInfo, {}, nullptr);
+  oneWay->cancel();
   ASSERT_TRUE(info.asDictionary());
   const platform::Dictionary* backups = info.asDictionary()->get("backups").asDictionary();
   ASSERT_TRUE(backups);

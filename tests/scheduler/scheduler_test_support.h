@@ -34,6 +34,14 @@ class SchedulerClient {
       : messager_(QHVHelperMessager::init()),
         unauthorized_(LKSMessagerClient::initWithServiceName(QHVHelperServiceName, {})),
         raw_(LKSXPCClient::initWithServiceName(QHVHelperServiceName)) {}
+  // An open connection and its client keep each other alive until cancelled.
+  ~SchedulerClient() {
+    messager_->cancel();
+    unauthorized_->cancel();
+    raw_->cancel();
+  }
+  SchedulerClient(const SchedulerClient&) = delete;
+  SchedulerClient& operator=(const SchedulerClient&) = delete;
 
   // As the tool sends: with "auth" when the message needs rights.
   platform::Value send(QHVHelperMessage message, const platform::Value& payload = {},
