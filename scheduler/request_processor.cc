@@ -112,7 +112,7 @@ void RequestProcessor::process(platform::XPCPeer& peer, const platform::XPCFrame
   {
     std::lock_guard lock(mutex_);
     platform::ErrorRef notRecorded;
-    if (!recordRequest(state_.path(kRequestsFile), received, &notRecorded)) {
+    if (!record_.append(received, &notRecorded)) {
       logLine("cannot record the request: %s", LKSError::localizedDescriptionForError(notRecorded).c_str());
     }
     platform::ErrorRef badFault;

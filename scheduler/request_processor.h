@@ -9,6 +9,7 @@
 #include "scheduler/request_authorization.h"
 #include "scheduler/request_handlers.h"
 #include "scheduler/request_record.h"
+#include "scheduler/state_files.h"
 #include "scheduler/state_store.h"
 
 namespace dev_scheduler {
@@ -18,7 +19,7 @@ class RequestProcessor {
   // Serves the state in `state`: a kickstarted backup runs `backupSeconds`;
   // the scheduler began to serve at `since`.
   RequestProcessor(StateStore state, double backupSeconds, platform::Date since)
-      : state_(std::move(state)), backupSeconds_(backupSeconds), since_(since) {}
+      : state_(std::move(state)), backupSeconds_(backupSeconds), since_(since), record_(state_.path(kRequestsFile)) {}
 
   // Answers `request` from `peer`. Safe to call from several peers' threads:
   // requests are recorded and carried out one at a time.
@@ -38,7 +39,8 @@ class RequestProcessor {
   const double backupSeconds_;
   const platform::Date since_;
   const RequestAuthorization authorization_;
-  std::mutex mutex_;  // one request at a time touches the state directory
+  std::mutex mutex_;  // one request at a time touches the state directory and record_
+  RequestRecord record_;
 };
 
 }  // namespace dev_scheduler

@@ -20,20 +20,38 @@ platform::Dictionary recordOf(const ReceivedRequest& request) {
   return record;
 }
 
+// The same file, unchanged: every replacement makes a new one.
+bool sameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
+}
+
 }  // namespace
 
-bool recordRequest(const std::string& path, const ReceivedRequest& request, platform::ErrorRef* error) {
+std::optional<platform::Array> RequestRecord::currentRecords(platform::ErrorRef* error) {
+  struct stat now {};
+  const bool exists = ::stat(path_.c_str(), &now) == 0;
+  if (exists && written_ && sameFile(now, *written_)) return records_;
   bool missing = false;
-  const platform::Value stored = readStateFile(path, &missing, error);
-  if (!missing && !stored) return false;
-  const platform::Array* earlier = stored.asArray();
-  if (!missing && !earlier) {
-    if (error) *error = fileError("no array in", path, EINVAL);
-    return false;
+  const platform::Value stored = readStateFile(path_, &missing, error);
+  if (missing) return platform::Array();
+  if (!stored) return std::nullopt;
+  if (!stored.asArray()) {
+    if (error) *error = fileError("no array in", path_, EINVAL);
+    return std::nullopt;
   }
-  platform::Array records = earlier ? *earlier : platform::Array();
-  records.push_back(platform::Value::dictionary(recordOf(request)));
-  return writeStateFile(path, platform::Value::array(std::move(records)), error);
+  return *stored.asArray();
+}
+
+bool RequestRecord::append(const ReceivedRequest& request, platform::ErrorRef* error) {
+  std::optional<platform::Array> records = currentRecords(error);
+  if (!records) return false;
+  records->push_back(platform::Value::dictionary(recordOf(request)));
+  if (!writeStateFile(path_, platform::Value::array(*records), error)) return false;
+  records_ = std::move(*records);
+  struct stat written {};
+  written_ = ::stat(path_.c_str(), &written) == 0 ? std::optional<struct stat>(written) : std::nullopt;
+  return true;
 }
 
 }  // namespace dev_scheduler

@@ -2,6 +2,8 @@
 // so that tests can see what reached the scheduler, in order.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -21,9 +23,25 @@ struct ReceivedRequest {
   platform::XPCPeerCredentials peer;
 };
 
-// Appends the record of `request` to the requests file at `path`, which is
-// made when missing. False with an error when it cannot be read or written, or
-// holds something else than an array.
-bool recordRequest(const std::string& path, const ReceivedRequest& request, platform::ErrorRef* error);
+// The requests file at one path. The records last written are kept, so that
+// appending does not read the whole file again unless someone else changed or
+// removed it meanwhile. Not synchronized.
+class RequestRecord {
+ public:
+  explicit RequestRecord(std::string path) : path_(std::move(path)) {}
+
+  // Appends the record of `request`; the file is made when missing. False with
+  // an error when it cannot be read or written, or holds something else than
+  // an array.
+  bool append(const ReceivedRequest& request, platform::ErrorRef* error);
+
+ private:
+  // The records the file holds now: those kept, when it is still the file last written.
+  std::optional<platform::Array> currentRecords(platform::ErrorRef* error);
+
+  std::string path_;
+  platform::Array records_;
+  std::optional<struct stat> written_;  // the file as last written
+};
 
 }  // namespace dev_scheduler
