@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/xpc_socket.h"
@@ -43,26 +44,43 @@ struct XPCConnection::State : std::enable_shared_from_this<State> {
     request.queue->async([handler = request.handler, reply] { handler(reply); });
   }
 
-  // Under `mutex`: the event for the event handler, on the target queue. An
-  // invalid connection delivers nothing after its last event, so the handler
-  // (and whatever it holds) is released with it.
-  void postEventLocked(const XPCObject& event) {
-    if (eventHandler && targetQueue) {
-      targetQueue->async([handler = eventHandler, event] { handler(event); });
-    }
+  // Under `mutex`: every pending request, taken out of the table.
+  std::vector<Pending> takePendingLocked() {
+    std::vector<Pending> taken;
+    for (auto& entry : pending) taken.push_back(std::move(entry.second));
+    pending.clear();
+    return taken;
+  }
+
+  // Under `mutex`: `event` for the event handler, on the target queue. The
+  // requests it fails learn of it only after the handler ran, so the
+  // connection's own account of a failure always comes first. An invalid
+  // connection delivers nothing after its last event, so the handler (and
+  // whatever it holds) is released with it.
+  void postEventLocked(const XPCObject& event, std::vector<Pending> failed = {}) {
+    Handler handler = eventHandler;
     if (event.type() == XPCObject::Type::ConnectionInvalid) eventHandler = nullptr;
+    auto notify = [handler, event, failed = std::move(failed)] {
+      if (handler) handler(event);
+      for (const Pending& request : failed) deliver(request, event);
+    };
+    if (targetQueue) {
+      targetQueue->async(std::move(notify));
+    } else {
+      notify();
+    }
   }
 
   // Under `mutex`: the socket, connecting first when there is none. Null when
-  // the connection was never resumed, or is or has just become invalid (a
-  // failed connect makes it so; nothing is pending then, since nothing was sent).
+  // the connection was never resumed or is invalid; a failed connect makes it
+  // invalid and fails what is pending.
   std::shared_ptr<XPCSocket> connectedLocked() {
     if (invalid || !resumed) return nullptr;
     if (socket) return socket;
     std::unique_ptr<XPCSocket> made = XPCSocket::connectToService(name, nullptr);
     if (!made) {
       invalid = true;
-      postEventLocked(XPC_ERROR_CONNECTION_INVALID);
+      postEventLocked(XPC_ERROR_CONNECTION_INVALID, takePendingLocked());
       return nullptr;
     }
     socket = std::move(made);
@@ -70,20 +88,17 @@ struct XPCConnection::State : std::enable_shared_from_this<State> {
     return socket;
   }
 
-  // Ends `ended` (if it is still the live socket) with `type`: every pending
-  // request and the event handler learn it; an invalid connection stays so.
+  // Ends `ended` (if it is still the live socket) with `type`: the event
+  // handler and every pending request learn it; an invalid connection stays so.
   void end(const std::shared_ptr<XPCSocket>& ended, XPCObject::Type type) {
-    std::map<std::uint64_t, Pending> failed;
     {
       std::lock_guard lock(mutex);
       if (!ended || socket != ended) return;
       socket = nullptr;
       if (type == XPCObject::Type::ConnectionInvalid) invalid = true;
-      failed.swap(pending);
-      postEventLocked(XPCObject::error(type));
+      postEventLocked(XPCObject::error(type), takePendingLocked());
     }
     ended->shutdown();
-    for (const auto& entry : failed) deliver(entry.second, XPCObject::error(type));
   }
 
   void readLoop(std::shared_ptr<XPCSocket> reading) {
@@ -116,7 +131,8 @@ struct XPCConnection::State : std::enable_shared_from_this<State> {
     }
   }
 
-  // Sends `message`; with `request`, registers it for the reply first.
+  // Sends `message`; with `request`, registers it for the reply first, so
+  // that a failing connect fails it like any other pending request.
   void send(const Dictionary& message, std::optional<Pending> request) {
     // A dictionary that cannot travel fails this request alone.
     std::optional<Bytes> body = encodeXPCFrameBody(message, nullptr);
@@ -124,16 +140,17 @@ struct XPCConnection::State : std::enable_shared_from_this<State> {
     std::uint64_t messageId = 0;
     {
       std::lock_guard lock(mutex);
-      sending = connectedLocked();
-      if (sending && body && request) {
+      if (body && request && resumed && !invalid) {
         messageId = nextMessageId++;
         pending.emplace(messageId, *request);
       }
+      sending = connectedLocked();
     }
-    if (!sending || !body) {
-      if (request) deliver(*request, XPC_ERROR_CONNECTION_INVALID);
+    if (messageId == 0 && request) {
+      deliver(*request, XPC_ERROR_CONNECTION_INVALID);
       return;
     }
+    if (!sending) return;
     const XPCFrameHeader header{static_cast<std::uint32_t>(body->size()), messageId, 0};
     if (!sending->sendFrame(header, *body, nullptr)) end(sending, XPCObject::Type::ConnectionInterrupted);
   }
@@ -160,17 +177,14 @@ void XPCConnection::resume() {
 
 void XPCConnection::cancel() {
   std::shared_ptr<XPCSocket> closing;
-  std::map<std::uint64_t, State::Pending> failed;
   {
     std::lock_guard lock(state_->mutex);
     if (state_->invalid) return;
     state_->invalid = true;
     closing = std::move(state_->socket);
-    failed.swap(state_->pending);
-    state_->postEventLocked(XPC_ERROR_CONNECTION_INVALID);
+    state_->postEventLocked(XPC_ERROR_CONNECTION_INVALID, state_->takePendingLocked());
   }
   if (closing) closing->shutdown();
-  for (const auto& entry : failed) State::deliver(entry.second, XPC_ERROR_CONNECTION_INVALID);
 }
 
 void XPCConnection::sendMessage(const Dictionary& message) { state_->send(message, std::nullopt); }

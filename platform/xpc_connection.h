@@ -6,7 +6,8 @@
 // good: pending replies, later sends and the event handler get
 // XPC_ERROR_CONNECTION_INVALID. The service closing the stream gives pending
 // replies and the event handler XPC_ERROR_CONNECTION_INTERRUPTED, and the next
-// send connects again. Replies are matched to requests by message id; a reply
+// send connects again. The event handler learns of a failure before the
+// requests it fails do. Replies are matched to requests by message id; a reply
 // that matches nothing is dropped.
 #pragma once
 

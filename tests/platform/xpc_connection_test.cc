@@ -126,7 +126,8 @@ TEST_F(XPCConnectionTest, AMissingServiceMakesTheConnectionInvalidForGood) {
   EventLog events;
   XPCConnectionRef connection = connect(&events);
   EXPECT_EQ(connection->sendMessageWithReplySync(request(1)).type(), XPCObject::Type::ConnectionInvalid);
-  EXPECT_EQ(events.waitFor(1), std::vector<XPCObject::Type>{XPCObject::Type::ConnectionInvalid});
+  // The event handler ran before the request learnt of the failure.
+  EXPECT_EQ(events.waitFor(0), std::vector<XPCObject::Type>{XPCObject::Type::ConnectionInvalid});
   // Even once the service is there, this connection stays invalid.
   TestService service(kService, TestService::echo());
   EXPECT_EQ(connection->sendMessageWithReplySync(request(2)).type(), XPCObject::Type::ConnectionInvalid);
@@ -144,7 +145,7 @@ TEST_F(XPCConnectionTest, AServiceThatGoesAwayInterruptsAndTheNextSendReconnects
   });
   XPCConnectionRef connection = connect(&events);
   EXPECT_EQ(connection->sendMessageWithReplySync(request(1)).type(), XPCObject::Type::ConnectionInterrupted);
-  EXPECT_EQ(events.waitFor(1), std::vector<XPCObject::Type>{XPCObject::Type::ConnectionInterrupted});
+  EXPECT_EQ(events.waitFor(0), std::vector<XPCObject::Type>{XPCObject::Type::ConnectionInterrupted});
   EXPECT_EQ(connection->sendMessageWithReplySync(request(2)).asDictionary().get("echo"), Value::integer(2));
   EXPECT_EQ(service.connections(), 2);
 }
