@@ -10,6 +10,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -163,9 +164,16 @@ std::unique_ptr<Sandbox> Sandbox::enter(std::string* whyNot) {
 }
 
 Sandbox::~Sandbox() {
-  // Joining a mount namespace also resets the root and the working directory
-  // to the namespace's, which undoes the chroot.
-  ::setns(oldNamespace_, CLONE_NEWNS);
+  // Threads started inside share this thread's root and working directory,
+  // and a thread that shares them cannot change namespace: it takes a copy of
+  // its own first. Joining the namespace then resets the root and the working
+  // directory to the namespace's, which undoes the chroot.
+  if (::unshare(CLONE_FS) != 0 || ::setns(oldNamespace_, CLONE_NEWNS) != 0) {
+    // Carrying on would let everything after this act on a stale sandbox
+    // that may no longer hide the machine.
+    std::fprintf(stderr, "qhv-sandbox: cannot leave the sandbox: %s\n", std::strerror(errno));
+    std::abort();
+  }
   ::fchdir(oldCwd_);
   ::close(oldNamespace_);
   ::close(oldCwd_);

@@ -5,7 +5,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sched.h>
 
 #include <memory>
 #include <ostream>
@@ -94,10 +93,6 @@ class SandboxedSchedulerTest : public EndToEndTest {
   void TearDown() override {
     client_.reset();
     scheduler_.reset();
-    // The threads this test started (connection readers, queue workers) share
-    // this thread's root and working directory, and a thread that shares them
-    // cannot leave the sandbox: it takes a copy of its own first.
-    ::unshare(CLONE_FS);
     EndToEndTest::TearDown();
   }
   virtual DevSchedulerOptions options() const { return {}; }
