@@ -5,15 +5,22 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <mutex>
 #include <thread>
 
 namespace platform {
 
+namespace {
+
+std::atomic<bool> pidfdsRefused{false};
+
+}  // namespace
+
 struct ProcessExitSource::State {
   State(pid_t watched, QueueRef target) : pid(watched), queue(std::move(target)) {
-    pidfd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+    if (!pidfdsRefused.load()) pidfd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
   }
   ~State() {
     if (pidfd >= 0) ::close(pidfd);
@@ -69,6 +76,8 @@ void ProcessExitSource::setEventHandler(std::function<void()> handler) {
   std::lock_guard lock(state_->mutex);
   state_->handler = std::move(handler);
 }
+
+void ProcessExitSource::refusePidfdsForTesting(bool refuse) { pidfdsRefused.store(refuse); }
 
 void ProcessExitSource::resume() {
   {

@@ -29,6 +29,10 @@ class ProcessExitSource {
   // call, the handler is submitted to the queue exactly once. Later calls do nothing.
   void resume();
 
+  // Makes the sources created from now on do without a pidfd, as when no
+  // descriptor can be had; false restores pidfds. For tests.
+  static void refusePidfdsForTesting(bool refuse);
+
   // Stops delivery: a handler not yet run never runs, and it is released now
   // (a handler may cancel its own source while it runs). A watch still waiting
   // for the process ends when the process does.
