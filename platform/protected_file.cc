@@ -6,6 +6,8 @@
 
 #include <cerrno>
 
+#include "platform/file_contents.h"
+
 namespace platform {
 namespace {
 
@@ -55,21 +57,7 @@ int readProtectedFile(const std::string& path, std::size_t maxSize, Bytes* conte
   struct stat st {};
   if (::fstat(file.get(), &st) != 0) return errno;
   if (!S_ISREG(st.st_mode) || !hasTrustedOwner(st)) return EPERM;
-  if (static_cast<std::uint64_t>(st.st_size) > maxSize) return EFBIG;
-  contents->clear();
-  contents->reserve(static_cast<std::size_t>(st.st_size));
-  // The file may grow while it is read: the cap holds for what is read, not for the size seen.
-  std::uint8_t buffer[4096];
-  for (;;) {
-    ssize_t got = ::read(file.get(), buffer, sizeof buffer);
-    if (got < 0) {
-      if (errno == EINTR) continue;
-      return errno;
-    }
-    if (got == 0) return 0;
-    if (contents->size() + static_cast<std::size_t>(got) > maxSize) return EFBIG;
-    contents->insert(contents->end(), buffer, buffer + got);
-  }
+  return readAll(file.get(), maxSize, contents);
 }
 
 int replaceFileAtomically(const std::string& path, std::span<const std::uint8_t> contents,
