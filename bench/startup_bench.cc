@@ -1,9 +1,12 @@
-// Start-up cost of the tool: `qhvctl version` beside `/bin/true`, each a whole
-// process from spawn to exit. As root, the runs happen inside a sandbox, so the
-// log file they open is not the machine's; otherwise HOME points at a
-// temporary directory.
+// What a run of the tool costs, each a whole process from spawn to exit:
+// `qhvctl version` (start-up alone) and `qhvctl status` (one round trip to the
+// development scheduler) beside `/bin/true`. As root, everything happens inside
+// a sandbox, so the log files written and the service socket are not the
+// machine's; otherwise HOME points at a temporary directory and the round trip
+// is not measured.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/wait.h>
@@ -12,6 +15,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "sandbox/sandbox.h"
 
@@ -19,43 +23,63 @@ extern char** environ;
 
 namespace {
 
-void spawnAndWait(benchmark::State& state, const char* path, const char* argument) {
-  char* argv[] = {const_cast<char*>(path), const_cast<char*>(argument), nullptr};
+constexpr const char* kSchedulerState = "/run/qhv-bench-scheduler";
+
+// Runs `argv` with standard output thrown away; its exit status.
+int spawnAndWait(const std::vector<const char*>& arguments) {
+  std::vector<char*> argv;
+  for (const char* argument : arguments) argv.push_back(const_cast<char*>(argument));
+  argv.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  pid_t child = 0;
+  int status = -1;
+  if (posix_spawn(&child, argv[0], &actions, nullptr, argv.data(), environ) == 0) waitpid(child, &status, 0);
+  posix_spawn_file_actions_destroy(&actions);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void measure(benchmark::State& state, std::vector<const char*> argv) {
   for (auto _ : state) {
-    pid_t child = 0;
-    if (posix_spawn(&child, path, &actions, nullptr, argv, environ) != 0) {
-      state.SkipWithError("cannot spawn");
-      break;
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+    if (spawnAndWait(argv) != 0) {
       state.SkipWithError("the program failed");
       break;
     }
   }
-  posix_spawn_file_actions_destroy(&actions);
 }
 
-void BM_BinTrue(benchmark::State& state) { spawnAndWait(state, "/bin/true", nullptr); }
+void BM_BinTrue(benchmark::State& state) { measure(state, {"/bin/true"}); }
 BENCHMARK(BM_BinTrue)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
-void BM_QhvctlVersion(benchmark::State& state) { spawnAndWait(state, QHV_TOOL_PATH, "version"); }
+void BM_QhvctlVersion(benchmark::State& state) { measure(state, {QHV_TOOL_PATH, "version"}); }
 BENCHMARK(BM_QhvctlVersion)->Unit(benchmark::kMicrosecond)->UseRealTime();
+
+void BM_QhvctlStatus(benchmark::State& state) {
+  if (geteuid() != 0) {
+    state.SkipWithError("the round trip needs root (a sandbox with the development scheduler)");
+    return;
+  }
+  measure(state, {QHV_TOOL_PATH, "status"});
+}
+BENCHMARK(BM_QhvctlStatus)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 }  // namespace
 
 int main(int argc, char** argv) {
   std::unique_ptr<qhv_sandbox::Sandbox> sandbox;
   char home[] = "/tmp/qhv-bench-XXXXXX";
-  if (geteuid() == 0) {
+  const bool root = geteuid() == 0;
+  if (root) {
     std::string whyNot;
     sandbox = qhv_sandbox::Sandbox::enter(&whyNot);
     if (!sandbox) {
       std::fprintf(stderr, "startup_bench: %s\n", whyNot.c_str());
+      return 1;
+    }
+    ::mkdir(kSchedulerState, 0755);
+    if (spawnAndWait({QHV_SCHEDULER_PATH, "start", "--state", kSchedulerState}) != 0) {
+      std::fprintf(stderr, "startup_bench: the development scheduler did not start\n");
       return 1;
     }
   } else if (mkdtemp(home)) {
@@ -64,5 +88,6 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   benchmark::Shutdown();
+  if (root) spawnAndWait({QHV_SCHEDULER_PATH, "stop", "--state", kSchedulerState});
   return 0;
 }
