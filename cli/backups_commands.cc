@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "cli/replies.h"
 #include "cli/request.h"
 #include "cli/usage.h"
 #include "platform/strings.h"
@@ -12,21 +13,6 @@ namespace {
 
 // The backup modes the service knows, matched exactly.
 constexpr std::string_view kBackupModes[] = {"WhenInactive", "Interval", "CalendarIntervals"};
-
-int exit_status(const platform::Value& reply) { return reply ? 0 : 1; }
-
-platform::Value enabled_payload(const char* value) {
-  return platform::Value::dictionary({{"Enabled", platform::Value::boolean(platform::stringBoolValue(value))}});
-}
-
-// Reads a yes/no setting and prints it; an absent "Enabled" reads as no.
-int print_enabled(QHVHelperMessage message) {
-  const platform::Value reply = send_message_payload_error(message, {}, nullptr);
-  if (!reply) return 1;
-  const platform::Dictionary* dictionary = reply.asDictionary();
-  std::puts(dictionary && dictionary->get("Enabled").boolValue() ? "yes" : "no");
-  return 0;
-}
 
 // Reads or sets a yes/no setting: argv[0] is the sub-command, argv[1] the value.
 int enabled_setting(int argc, char** argv, QHVHelperMessage read, QHVHelperMessage set) {
@@ -38,8 +24,7 @@ int backups_mode(int argc, char** argv) {
   if (argc < 2) {
     const platform::Value reply = send_message_payload_error(QHVHelperMessageGetBackupsMode, {}, nullptr);
     if (!reply) return 1;
-    const platform::Dictionary* dictionary = reply.asDictionary();
-    const std::string* mode = dictionary ? dictionary->get("Mode").asString() : nullptr;
+    const std::string* mode = reply_value(reply, "Mode").asString();
     std::puts(mode ? mode->c_str() : "");
     return 0;
   }

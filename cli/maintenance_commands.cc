@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/replies.h"
 #include "cli/request.h"
 #include "errors/lks_error.h"
 #include "log/log.h"
@@ -94,14 +95,6 @@ int debug_logs_cmd(int argc, char** argv) {
 }
 
 int dry_run_cmd(int argc, char** argv) {
-  if (argc > 1) {
-    const platform::Value payload = platform::Value::dictionary(
-        {{"Enabled", platform::Value::boolean(platform::stringBoolValue(argv[1]))}});
-    return send_message_payload_error(QHVHelperMessageSetDryRun, payload, nullptr) ? 0 : 1;
-  }
-  const platform::Value reply = send_message_payload_error(QHVHelperMessageGetDryRun, {}, nullptr);
-  if (!reply) return 1;
-  const platform::Dictionary* dictionary = reply.asDictionary();
-  std::puts(dictionary && dictionary->get("Enabled").boolValue() ? "yes" : "no");
-  return 0;
+  if (argc <= 1) return print_enabled(QHVHelperMessageGetDryRun);
+  return exit_status(send_message_payload_error(QHVHelperMessageSetDryRun, enabled_payload(argv[1]), nullptr));
 }

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "cli/printers.h"
+#include "cli/replies.h"
 #include "cli/request.h"
 #include "platform/file_contents.h"
 #include "platform/property_list.h"
@@ -25,8 +26,7 @@ OutputFormat output_format(int argc, char** argv) {
 }
 
 bool settings_flag(const platform::Value& settings, std::string_view key) {
-  const platform::Dictionary* dictionary = settings.asDictionary();
-  return dictionary && dictionary->get(key).boolValue();
+  return reply_value(settings, key).boolValue();
 }
 
 // The settings as sent back with one or more entries replaced.
@@ -34,8 +34,6 @@ platform::Dictionary settings_copy(const platform::Value& settings) {
   const platform::Dictionary* dictionary = settings.asDictionary();
   return dictionary ? *dictionary : platform::Dictionary();
 }
-
-int exit_status(const platform::Value& reply) { return reply ? 0 : 1; }
 
 enum Feature : unsigned { kBackups = 1, kSnapshots = 2, kUpdates = 4 };
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/replies.h"
 #include "cli/request.h"
 #include "cli/status_commands.h"
 #include "cli/usage.h"
@@ -23,14 +24,6 @@ namespace {
 constexpr std::string_view kChannels[] = {"std", "beta", "test"};
 
 constexpr const char* kAssertionName = "com.larkspan.quillhaven.update";
-
-int exit_status(const platform::Value& reply) { return reply ? 0 : 1; }
-
-const platform::Value& reply_value(const platform::Value& reply, std::string_view key) {
-  static const platform::Value absent;
-  const platform::Dictionary* dictionary = reply.asDictionary();
-  return dictionary ? dictionary->get(key) : absent;
-}
 
 bool is_channel(std::string_view name) {
   for (std::string_view channel : kChannels) {
@@ -68,16 +61,8 @@ int channel_setting(const ChannelSetting& setting, int argc, char** argv) {
 }
 
 int updates_enabled(int argc, char** argv) {
-  if (argc > 2) {
-    return exit_status(send_message_payload_error(
-        QHVHelperMessageSetUpdatesEnabled,
-        platform::Value::dictionary({{"Enabled", platform::Value::boolean(platform::stringBoolValue(argv[2]))}}),
-        nullptr));
-  }
-  const platform::Value reply = send_message_payload_error(QHVHelperMessageGetUpdatesEnabled, {}, nullptr);
-  if (!reply) return 1;
-  std::puts(reply_value(reply, "Enabled").boolValue() ? "yes" : "no");
-  return 0;
+  if (argc <= 2) return print_enabled(QHVHelperMessageGetUpdatesEnabled);
+  return exit_status(send_message_payload_error(QHVHelperMessageSetUpdatesEnabled, enabled_payload(argv[2]), nullptr));
 }
 
 enum class Answer { Install, Decline, EndOfInput };

@@ -1,0 +1,22 @@
+// What the command handlers share in sending a message and reading its reply.
+#pragma once
+
+#include <string_view>
+
+#include "messaging/helper_messages.h"
+#include "platform/value.h"
+
+// 0 when a reply came, 1 when none did: a changing command succeeds as soon as
+// any reply comes back.
+int exit_status(const platform::Value& reply);
+
+// The entry `key` of a reply dictionary; absent when the reply is no
+// dictionary or has no such entry.
+const platform::Value& reply_value(const platform::Value& reply, std::string_view key);
+
+// The payload {"Enabled": `value` read by the yes/no truth test}.
+platform::Value enabled_payload(const char* value);
+
+// Sends the reading `message` and prints "yes" or "no" from the reply's
+// "Enabled" (no when it is absent). 0, or 1 when no reply came.
+int print_enabled(QHVHelperMessage message);
