@@ -1,0 +1,155 @@
+// Interoperability of binary property lists is checked against plistlib elsewhere.
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+
+#include "platform/binary_plist_reader.h"
+#include "platform/binary_plist_writer.h"
+#include "platform/property_list.h"
+
+namespace platform {
+namespace {
+
+// Bytes spelled as numbers: hex escapes in literals run into following letters.
+std::string b(std::initializer_list<int> bytes) { return std::string(bytes.begin(), bytes.end()); }
+
+std::string bigEndian(std::uint64_t value, int size) {
+  std::string out;
+  while (size-- > 0) out.push_back(static_cast<char>(value >> (8 * size)));
+  return out;
+}
+
+// A file of `objects`, given as their bytes, with its offset table and trailer;
+// offsets and references take `size` bytes.
+std::string plist(const std::vector<std::string>& objects, int size = 1) {
+  std::string out = "bplist00", table;
+  for (const std::string& object : objects) {
+    table += bigEndian(out.size(), size);
+    out += object;
+  }
+  return out + table + std::string(6, '\0') + static_cast<char>(size) + static_cast<char>(size) +
+         bigEndian(objects.size(), 8) + bigEndian(0, 8) + bigEndian(out.size(), 8);
+}
+
+// Objects 0 to n-1, each an array holding the next, except that `empty` is an
+// empty array and the last one holds `last`; `top`, when given, replaces object 0.
+std::string chain(int n, int empty, int last, const std::string& top = "") {
+  std::vector<std::string> objects;
+  for (int i = 0; i < n; ++i) objects.push_back(i == empty ? b({0xA0}) : b({0xA1}) + bigEndian(i + 1 < n ? i + 1 : last, 2));
+  if (!top.empty()) objects[0] = top;
+  return plist(objects, 2);
+}
+
+Value read(const std::string& file) { return propertyListWithData(Bytes(file.begin(), file.end()), nullptr, nullptr); }
+
+// Each file must be refused with a read error, never crash, hang or allocate
+// for a count it does not hold.
+TEST(BinaryPlistReader, HostileInputs) {
+  // Valid, though close: 512 levels, null and fill references (left out of their container).
+  EXPECT_TRUE(read(chain(512, 511, 0)));
+  EXPECT_EQ(read(plist({b({0xA3, 1, 2, 3}), b({0x00}), b({0x10, 1}), b({0x0F})})), Value::array({Value::integer(1)}));
+  const std::string one = plist({b({0x09})}), huge = bigEndian(UINT64_MAX, 8);
+  // `one` with bytes replaced at `fromEnd`: its offset table at -33, the offset and reference
+  // sizes at -26 and -25, and the last bytes of the object count, top and table offset at -17, -9, -1.
+  const auto patched = [&](std::ptrdiff_t fromEnd, const std::string& bytes) {
+    return std::string(one).replace(one.size() + fromEnd, bytes.size(), bytes);
+  };
+  const struct {
+    const char* why;
+    std::string file;
+  } kBad[] = {
+      {"header only", "bplist00"},
+      {"wrong magic", "bplist01" + one.substr(8)},
+      {"trailer cut short", one.substr(0, one.size() - 1)},
+      {"offset size 0", patched(-26, b({0}))},
+      {"reference size 0", patched(-25, b({0}))},
+      {"no objects", patched(-17, b({0}))},
+      {"top object past the count", patched(-9, b({1}))},
+      {"offset table inside the header", patched(-1, b({4}))},
+      {"offset table past the trailer", patched(-1, b({200}))},
+      {"object count overflows the table size", patched(-26, b({8, 1}) + bigEndian(UINT64_MAX / 8 + 2, 8))},
+      {"object offset on the offset table", patched(-33, b({9}))},
+      {"reference past the object count", plist({b({0xA1, 2}), b({0x09})})},
+      {"array contains itself", plist({b({0xA1, 0})})},
+      {"cycle through two arrays", plist({b({0xA1, 1}), b({0xA1, 0})})},
+      {"dictionary holds itself", plist({b({0xD1, 1, 0}), b({0x51}) + "k"})},
+      {"array count past the objects", plist({b({0xA5, 1}), b({0x09})})},
+      {"array count of 2^64-1", plist({b({0xAF, 0x13}) + huge, b({0x09})})},
+      {"dictionary count of 2^63", plist({b({0xDF, 0x13, 0x80}) + std::string(7, '\0')})},
+      {"UTF-16 length of 2^64-1 units", plist({b({0x6F, 0x13}) + huge})},
+      {"data length past the objects", plist({b({0x44, 1, 2})})},
+      {"count that is not an integer", plist({b({0x5F, 0x23}) + std::string(8, '\0')})},
+      {"unpaired surrogate", plist({b({0x61, 0xDC, 0x00})})},
+      {"non-ASCII byte in an ASCII string", plist({b({0x51, 0xE9})})},
+      {"integer of 32 bytes", plist({b({0x15}) + std::string(32, '\0')})},
+      {"16-byte integer above 2^64", plist({b({0x14}) + bigEndian(1, 8) + std::string(8, '\0')})},
+      {"integer cut off", plist({b({0x13, 0, 0})})},
+      {"UID cut off", plist({b({0x83, 1})})},
+      {"unknown marker", plist({b({0x70})})},
+      {"null top object", plist({b({0x00})})},
+      {"513 nested arrays", chain(513, 512, 0)},
+      {"10,000 nested arrays", chain(10000, 9999, 0)},
+      // [1, 301]: 1-300 nest 300 deep and are read first; 301-600 nest 300 more, then hold 1.
+      {"601 levels through a shared object", chain(601, 300, 1, b({0xA2, 0, 1, 1, 45}))},
+  };
+  for (const auto& bad : kBad) {
+    std::string problem;
+    EXPECT_FALSE(binary_plist::read(Bytes(bad.file.begin(), bad.file.end()), problem)) << bad.why;
+    EXPECT_TRUE(problem.starts_with("binary property list: ")) << bad.why << ": " << problem;
+  }
+}
+
+std::string written(const Value& v) {
+  const std::optional<Bytes> bytes = dataWithPropertyList(v, PropertyListFormat::Binary, nullptr);
+  return bytes ? std::string(bytes->begin(), bytes->end()) : std::string(40, '\0');  // fails the checks below
+}
+
+// From the trailer: the reference size, and the low byte of the object count.
+int referenceSize(const std::string& file) { return file[file.size() - 25]; }
+int objectCount(const std::string& file) { return static_cast<std::uint8_t>(file[file.size() - 17]); }
+
+TEST(BinaryPlistWriter, FewestBytesAndEachObjectOnce) {
+  EXPECT_EQ(written(Value::integer(255)), plist({b({0x10, 0xFF})}));
+  EXPECT_EQ(written(Value::integer(256)), plist({b({0x11, 1, 0})}));
+  EXPECT_EQ(written(Value::unsignedInteger(UINT64_MAX)), plist({b({0x14}) + bigEndian(0, 8) + bigEndian(UINT64_MAX, 8)}));
+  // 255 distinct integers and their array fit 1-byte references; 256 do not.
+  Array integers;
+  for (int i = 0; i < 255; ++i) integers.push_back(Value::integer(i));
+  EXPECT_EQ(referenceSize(written(Value::array(integers))), 1);
+  integers.push_back(Value::integer(255));
+  EXPECT_EQ(referenceSize(written(Value::array(integers))), 2);
+  // Equal scalars once, but 0.0 and -0.0 apart, and 1 and 1.0 are different kinds.
+  const Value a = Value::string("a"), one = Value::integer(1);
+  EXPECT_EQ(objectCount(written(Value::array({a, one, a, one, Value::real(0.0), Value::real(-0.0), Value::real(1.0)}))), 6);
+  // A container shared 64 levels deep: 2^64 paths, 65 objects, each also read once.
+  Value v = Value::integer(1);
+  for (int i = 0; i < 64; ++i) v = Value::array({v, v});
+  const std::string file = written(v);
+  EXPECT_EQ(objectCount(file), 65);
+  EXPECT_EQ(written(read(file)), file);
+}
+
+Value nested(int levels, Value innermost = Value::array({})) {
+  for (int i = 1; i < levels; ++i) innermost = Value::array({innermost});
+  return innermost;
+}
+
+TEST(BinaryPlistWriter, RefusesWhatItCannotWrite) {
+  const auto write = [](const Value& v) { return dataWithPropertyList(v, PropertyListFormat::Binary, nullptr); };
+  EXPECT_TRUE(write(nested(512)));
+  EXPECT_FALSE(write(nested(513)));
+  // A shared container is reused deeper than where it was first met.
+  const Value shared = nested(300);
+  EXPECT_FALSE(write(Value::array({shared, nested(300, shared)})));
+  EXPECT_FALSE(write(Value::dictionary({{"k", Value()}})));
+  ErrorRef error;
+  EXPECT_FALSE(dataWithPropertyList(Value::array({Value::integer(1), Value::uid(1)}), PropertyListFormat::Binary, &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, NSPropertyListWriteInvalidError);
+  EXPECT_EQ(error->localizedDescription(),
+            "binary property list: cannot write a UID, which is not a property-list object at root[1]");
+}
+
+}  // namespace
+}  // namespace platform
