@@ -1,5 +1,3 @@
-// The string helpers the tool relies on: the yes/no truth test, path
-// standardization, the home directory.
 #include "platform/strings.h"
 
 #include <gtest/gtest.h>
@@ -15,133 +13,72 @@
 namespace platform {
 namespace {
 
-struct Truth {
-  const char* text;
-  bool value;
-};
-
 TEST(StringBoolValue, FirstMeaningfulCharacterDecides) {
-  // Each: the text, and what the truth test reads in it.
-  const Truth truths[] = {
-      {"yes", true},   {"YES", true},    {"y", true},      {"Y", true},        {"true", true},
-      {"T", true},     {"t", true},      {"1", true},      {"9", true},        {"42", true},
-      {"on", false},   {"no", false},    {"off", false},   {"false", false},   {"maybe", false},
-      {"0", false},    {"000", false},   {"", false},      {"x", false},       {"nein", false},
-      {"+0009", true},  // sign, then leading zeros, then 9
-      {"-1", true},    {"-y", true},     {"+t", true},     {" -y", true},      {"-0", false},
-      {"+", false},    {"-", false},     {"+-1", false},   {"--1", false},     {"0x1", false},
-      {"00y", true},   {"0.5", false},   {".5", false},    {"1abc", true},     {"yesterday", true},
-      // White space before the sign, ASCII or Unicode; never between sign and digit.
-      {"   yes", true}, {"\t\n\v\f\r1", true}, {"\u00A0y", true},  {"\u2003T", true},  {"\u3000" "5", true},
-      {"\u0085y", true}, {"\u1680y", true},    {"\u2028y", true},  {"\u202Fy", true},  {"\u205Fy", true},
-      {"- 1", false},   {"   ", false},        {"\u200By", false},  // zero width space is not white space
-      {"\uFF59", false},  // fullwidth y
-      // Text that is not UTF-8 is false wherever the fault is.
-      {"\xFFyes", false}, {"y\xFF", false},    {"1\xC0\x80", false}, {"\xED\xA0\x80" "1", false},
-      {"\xF4\x90\x80\x80" "1", false}, {"y\xE2\x82", false},
+  const struct {
+    std::string_view text;
+    bool value;
+  } kTruths[] = {
+      {"yes", true}, {"Y", true}, {"t", true}, {"T", true}, {"1", true}, {"9", true}, {"yesterday", true},
+      {"no", false}, {"on", false}, {"0", false}, {"x", false}, {"", false}, {"0.5", false}, {"\uFF59", false},
+      // A sign, then leading zeros, then the deciding character.
+      {"+0009", true}, {"-y", true}, {"00y", true}, {"-0", false}, {"+", false}, {"+-1", false}, {"0x1", false},
+      // White space before the sign, ASCII or Unicode; never after it. U+200B is no white space.
+      {"\t\n\v\f\r 1", true}, {"\u00A0y", true}, {"\u0085y", true}, {"\u2003T", true}, {"\u3000" "5", true},
+      {" -y", true}, {"- 1", false}, {"   ", false}, {"\u200By", false},
+      // Text that is not UTF-8 is false wherever the fault is; a NUL byte is a character.
+      {"\xFFyes", false}, {"y\xFF", false}, {"1\xC0\x80", false}, {"\xED\xA0\x80" "1", false},
+      {std::string_view("y\0n", 3), true}, {std::string_view("\0y", 2), false},
   };
-  for (const Truth& t : truths) EXPECT_EQ(stringBoolValue(t.text), t.value) << '"' << t.text << '"';
+  for (const auto& t : kTruths) EXPECT_EQ(stringBoolValue(t.text), t.value) << '"' << t.text << '"';
 }
 
-TEST(StringBoolValue, ReadsTextWithNulBytesUpToTheDecidingCharacter) {
-  EXPECT_TRUE(stringBoolValue(std::string_view("y\0n", 3)));
-  EXPECT_FALSE(stringBoolValue(std::string_view("\0y", 2)));
-}
+// The password database's home of the root user.
+std::string rootHome() { return getpwuid(0)->pw_dir; }
 
-// Tests that set HOME put it back.
-class HomeTest : public testing::Test {
+// Tests that set HOME or the user ids put them back.
+class Home : public testing::Test {
  protected:
-  HomeTest() {
-    if (const char* home = std::getenv("HOME")) saved_ = home;
-  }
-  ~HomeTest() override {
+  ~Home() override {
     saved_ ? setenv("HOME", saved_->c_str(), 1) : unsetenv("HOME");
     UserIds::setForTesting(nullptr);
   }
 
-  static std::optional<std::string> passwordHome(uid_t user) {
-    const passwd* entry = getpwuid(user);
-    return entry && entry->pw_dir && *entry->pw_dir ? std::optional<std::string>(entry->pw_dir) : std::nullopt;
-  }
-
-  std::optional<std::string> saved_;
-  testing_support::TempDir home_;
+  const char* home_ = std::getenv("HOME");
+  std::optional<std::string> saved_ = home_ ? std::optional<std::string>(home_) : std::nullopt;
 };
 
-struct PathCase {
-  const char* path;
-  std::string expected;
-};
-
-class StandardizingPath : public HomeTest {};
-
-TEST_F(StandardizingPath, RemovesDotsEmptyComponentsAndTheTrailingSlash) {
-  const PathCase cases[] = {
-      {"", ""},
-      {"/", "/"},
-      {"//", "/"},
-      {"/a//b///c/", "/a/b/c"},
-      {"/a/./b/.", "/a/b"},
-      {"/a/b/../c", "/a/c"},
-      {"/a/b/../../..", "/"},  // never above the root
-      {"/../a", "/a"},
-      {"/a/..b/c..", "/a/..b/c.."},  // only ".." itself is the parent
-      {"/.hidden/./x", "/.hidden/x"},
+TEST_F(Home, StandardizingPaths) {
+  testing_support::TempDir home;
+  setenv("HOME", (home.path() + "/").c_str(), 1);  // a trailing slash is standardized away too
+  const struct {
+    const char* path;
+    std::string expected;
+  } kPaths[] = {
+      {"", ""}, {"//", "/"}, {"/a//b///c/", "/a/b/c"}, {"/a/./b/.", "/a/b"}, {"/a/b/../c", "/a/c"},
+      {"/a/b/../../..", "/"}, {"/a/..b/c..", "/a/..b/c.."},  // never above the root; only ".." is the parent
       // Relative paths keep ".." with nothing to resolve it against.
-      {"a/b/", "a/b"},
-      {"./a", "a"},
-      {"a/.", "a"},
-      {".", "."},
-      {"./", "."},
-      {"a/../b", "a/../b"},
-      {"../a//b", "../a/b"},
+      {"./a", "a"}, {".", "."}, {"a/../b", "a/../b"}, {"../a//b", "../a/b"},
+      {"~", home.path()}, {"~/../x", home.path().substr(0, home.path().rfind('/')) + "/x"},
+      {"~root/.config", rootHome() + "/.config"}, {"~no-such-user-here/x", "~no-such-user-here/x"},
+      {"a/~", "a/~"}, {"/~", "/~"},  // only a leading tilde expands
   };
-  for (const PathCase& c : cases) EXPECT_EQ(stringByStandardizingPath(c.path), c.expected) << '"' << c.path << '"';
+  for (const auto& c : kPaths) EXPECT_EQ(stringByStandardizingPath(c.path), c.expected) << '"' << c.path << '"';
 }
 
-TEST_F(StandardizingPath, ExpandsTheTildeOfTheUserAndOfNamedUsers) {
-  setenv("HOME", (home_.path() + "/").c_str(), 1);  // a trailing slash is standardized away too
-  const std::string home = home_.path();
-  const std::optional<std::string> rootHome = passwordHome(0);
-  ASSERT_TRUE(rootHome);
-  const PathCase cases[] = {
-      {"~", home},
-      {"~/", home},
-      {"~/Library//Logs/", home + "/Library/Logs"},
-      {"~/../x", home.substr(0, home.rfind('/')) + "/x"},
-      {"~root", *rootHome},
-      {"~root/.config", *rootHome + "/.config"},
-      {"~no-such-user-here/x", "~no-such-user-here/x"},  // unknown users are left alone
-      {"a/~", "a/~"},                                    // only a leading tilde expands
-      {"/~", "/~"},
-  };
-  for (const PathCase& c : cases) EXPECT_EQ(stringByStandardizingPath(c.path), c.expected) << '"' << c.path << '"';
-}
-
-class HomeDirectory : public HomeTest {};
-
-TEST_F(HomeDirectory, IsTheEnvironmentsWhenSet) {
+// The home directory: $HOME, else the effective user's password entry, else the root directory.
+TEST_F(Home, EnvironmentThenPasswordEntryThenRoot) {
   setenv("HOME", "/Users/somebody", 1);
   EXPECT_EQ(homeDirectory(), "/Users/somebody");
-}
-
-TEST_F(HomeDirectory, OtherwiseTheEffectiveUsersPasswordEntry) {
   const FixedUserIds rootByEffectiveId(501, 0);
   UserIds::setForTesting(&rootByEffectiveId);
-  const std::optional<std::string> rootHome = passwordHome(0);
-  ASSERT_TRUE(rootHome);
   setenv("HOME", "", 1);
-  EXPECT_EQ(homeDirectory(), *rootHome);
+  EXPECT_EQ(homeDirectory(), rootHome());
   unsetenv("HOME");
-  EXPECT_EQ(homeDirectory(), *rootHome);
-}
-
-TEST_F(HomeDirectory, IsTheRootDirectoryForAUserWithoutAnEntry) {
+  EXPECT_EQ(homeDirectory(), rootHome());
   constexpr uid_t kNobodyKnown = 3999999999u;
-  ASSERT_FALSE(passwordHome(kNobodyKnown));
+  ASSERT_EQ(getpwuid(kNobodyKnown), nullptr);
   const FixedUserIds unknown(kNobodyKnown, kNobodyKnown);
   UserIds::setForTesting(&unknown);
-  unsetenv("HOME");
   EXPECT_EQ(homeDirectory(), "/");
 }
 
