@@ -1,58 +1,71 @@
-// End-to-end tests of commands that talk to the scheduler: a sandbox with the
-// development scheduler serving in it, and short ways to run the tool and to
-// see what reached the scheduler.
+// End-to-end tests of commands that talk to the scheduler: runs of the tool
+// against the development scheduler checked whole, for what it printed on
+// which stream, its exit status, and what reached the scheduler.
 #pragma once
 
-#include <memory>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "harness/dev_scheduler.h"
-#include "harness/end_to_end.h"
+#include "messaging/helper_messager.h"
 
 namespace testing_support {
 
-class SchedulerTest : public EndToEndTest {
+inline constexpr const char* kRefusal = "This command requires root privileges.\n";
+inline constexpr bool kRoot = false;
+inline constexpr bool kUser = true;
+
+// One run of the tool and all it must come to.
+struct ToolRun {
+  std::vector<std::string> args;
+  bool asUser;
+  std::string out;
+  std::string err;
+  int exitStatus;
+  std::vector<std::int64_t> messages;  // their numbers, as they reached the scheduler
+  platform::Value payload = {};        // of the last of them; absent when it had none
+  std::string input = {};
+};
+
+inline platform::Value enabledPayload(bool on) {
+  return platform::Value::dictionary({{"Enabled", platform::Value::boolean(on)}});
+}
+
+class ToolRunTest : public SchedulerTest {
  protected:
-  void SetUp() override {
-    EndToEndTest::SetUp();
-    if (IsSkipped()) return;
-    scheduler_ = std::make_unique<DevScheduler>();
-  }
-  void TearDown() override {
-    scheduler_.reset();
-    EndToEndTest::TearDown();
-  }
-
-  DevScheduler& scheduler() { return *scheduler_; }
-
-  static RunResult root(const std::vector<std::string>& args, const std::string& input = "") {
-    RunOptions options;
-    options.input = input;
-    return runTool(args, options);
-  }
-  static RunResult user(const std::vector<std::string>& args, const std::string& input = "") {
-    RunOptions options = asUser();
-    options.input = input;
-    return runTool(args, options);
-  }
-
-  // The message numbers that reached the scheduler, oldest first.
-  std::vector<std::int64_t> messages() const {
-    std::vector<std::int64_t> numbers;
-    for (const RecordedRequest& request : scheduler_->requests()) numbers.push_back(request.message.value_or(-1));
-    return numbers;
-  }
-
-  // The payload of the only request that reached the scheduler.
-  platform::Value onlyPayload() const {
-    const std::vector<RecordedRequest> requests = scheduler_->requests();
-    EXPECT_EQ(requests.size(), 1u);
-    return requests.empty() ? platform::Value() : requests.front().payload;
+  // Runs each, after `beforeEach`, and checks everything it says. Every request
+  // must carry "auth" exactly when its message needs rights, and a valid one.
+  void expectRuns(const std::vector<ToolRun>& runs, const std::function<void()>& beforeEach = {}) {
+    for (const ToolRun& expected : runs) {
+      if (beforeEach) beforeEach();
+      scheduler().clearRequests();
+      RunOptions options;
+      options.asUser = expected.asUser;
+      options.input = expected.input;
+      const RunResult run = runTool(expected.args, options);
+      std::string command = expected.asUser ? "as a user:" : "as root:";
+      for (const std::string& arg : expected.args) command += " '" + arg + "'";
+      SCOPED_TRACE(command + " reading '" + expected.input + "'");
+      EXPECT_EQ(run.out, expected.out);
+      EXPECT_EQ(run.err, expected.err);
+      EXPECT_EQ(run.exitStatus, expected.exitStatus);
+      std::vector<std::int64_t> messages;
+      const std::vector<RecordedRequest> requests = scheduler().requests();
+      for (const RecordedRequest& request : requests) {
+        messages.push_back(request.message.value_or(-1));
+        const bool needsRights = catalogue_->requiresAuthorizationForMessage(messages.back());
+        EXPECT_EQ(request.authPresent, needsRights) << "auth of message " << messages.back();
+        EXPECT_TRUE(!needsRights || request.authValid == true) << "auth of message " << messages.back();
+      }
+      EXPECT_EQ(messages, expected.messages);
+      const platform::Value payload = requests.empty() ? platform::Value() : requests.back().payload;
+      EXPECT_EQ(payload, expected.payload) << payload.description();
+    }
   }
 
  private:
-  std::unique_ptr<DevScheduler> scheduler_;
+  std::shared_ptr<QHVHelperMessager> catalogue_ = QHVHelperMessager::init();
 };
 
 }  // namespace testing_support

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <memory>
 #include <string>
@@ -14,6 +15,20 @@
 namespace testing_support {
 
 using qhv_sandbox::Sandbox;
+
+// The mount namespace of the calling thread.
+inline std::string mountNamespace() {
+  char name[64] = {};
+  return ::readlink("/proc/thread-self/ns/mnt", name, sizeof name - 1) > 0 ? name : "";
+}
+
+// The namespace the test program began in, taken as it is loaded, before any
+// test enters a sandbox.
+inline const std::string kStartingMountNamespace = mountNamespace();
+
+// True on a thread that has entered a sandbox: helpers that would write to
+// the machine's own paths act only there.
+inline bool inSandbox() { return !kStartingMountNamespace.empty() && mountNamespace() != kStartingMountNamespace; }
 
 class EndToEndTest : public ::testing::Test {
  protected:

@@ -8,11 +8,10 @@
 
 namespace testing_support {
 
-
 struct RunOptions {
   // As the sandbox's unprivileged user with HOME at its home; otherwise as root with HOME=/root.
   bool asUser = false;
-  // Written to standard input, which is then closed.
+  // All that standard input holds.
   std::string input;
   // argv[0]; the path's base name when empty.
   std::string argv0;
@@ -29,7 +28,8 @@ struct RunResult {
 
 // Runs `path` with `args` (after argv[0]) in a small fixed environment (PATH,
 // HOME, LANG=C, TZ=UTC) and waits for it, killing it after 60 seconds. A
-// program that cannot be started exits with 127.
+// program that cannot be started exits with 127. What the program's own
+// children write after it ended may be missing.
 RunResult runProgram(const std::string& path, const std::vector<std::string>& args,
                      const RunOptions& options = {});
 

@@ -5,11 +5,9 @@
 // directory is never written and the stand-in vanishes with the sandbox;
 // /Library, fresh in every sandbox, is written directly.
 //
-// When run, a stand-in records, in /run/qhv-tool-records: its arguments ($0,
-// which is the path it was started by, then one argument a line), the command
-// line of its process, its environment, its session and parent process ids,
-// and, when asked, the first line of its standard input; it then writes one
-// line to standard output and one to standard error and runs its behaviour.
+// When run, a stand-in records, in /run/qhv-tool-records, what the accessors
+// below return; it then writes one line to standard output and one to standard
+// error, and runs its behaviour (shell commands).
 #pragma once
 
 #include <optional>
@@ -20,21 +18,24 @@ namespace testing_support {
 
 class ToolStandIns {
  public:
-  // Refuses, with `whyNot`, anything outside a sandbox's mount namespace.
+  // Refuses, with `whyNot`, anything outside a sandbox. With `readsInput` the
+  // stand-in reads a line of its standard input first.
   bool install(const std::string& path, const std::string& behaviour, std::string* whyNot,
                bool readsInput = false);
 
   // What the stand-in at `path` recorded in its last run; nullopt when it never ran.
+  // $0 (the path it was started by), then its arguments.
   static std::optional<std::vector<std::string>> arguments(const std::string& path);
+  // The command line of its process (the shell's, with the stand-in's path).
   static std::optional<std::vector<std::string>> commandLine(const std::string& path);
-  static std::optional<std::vector<std::string>> environment(const std::string& path);
+  // The line it read, without its line end.
   static std::optional<std::string> inputLine(const std::string& path);
-  // The session id and the parent's process id, as the stand-in saw them.
-  static std::optional<std::pair<long, long>> sessionAndParent(const std::string& path);
+  // Whether its parent, the tool, led its session.
+  static std::optional<bool> parentLedItsSession(const std::string& path);
 
   // The line the stand-in at `path` writes to standard output, and to standard error.
-  static std::string outputLine(const std::string& path);
-  static std::string errorLine(const std::string& path);
+  static std::string outputLine(const std::string& path) { return path + " writes to standard output"; }
+  static std::string errorLine(const std::string& path) { return path + " writes to standard error"; }
 
  private:
   bool coverWithOverlay(const std::string& directory, std::string* whyNot);

@@ -1,7 +1,5 @@
-// Requests as they arrive: the record the scheduler keeps of each, and the
-// answers to requests that are malformed or name no message it knows.
-#include <unistd.h>
-
+// Requests as the scheduler takes them: "auth" checked for every message that
+// needs rights, malformed requests refused, and a record kept of each.
 #include "scheduler_test_support.h"
 
 namespace testing_support {
@@ -9,84 +7,83 @@ namespace {
 
 using platform::Value;
 
-class SchedulerRequests : public PrivateSocketSchedulerTest {};
+class SchedulerRequests : public SchedulerClientTest {};
 
-TEST_F(SchedulerRequests, EveryRequestIsRecordedInOrder) {
-  const Value enabledOff = Value::dictionary({{"Enabled", Value::boolean(false)}});
-  client().send(QHVHelperMessageGetSettings);
-  client().sendWithoutAuthorization(QHVHelperMessageSetBackupsEnabled, enabledOff);
-  client().send(QHVHelperMessageGetInfo, Value::dictionary({}));
-  client().sendRaw({{"message", Value::integer(QHVHelperMessageGetDryRun)}, {"payload", Value::data({1, 2, 3})}});
-
-  const std::vector<RecordedRequest> requests = scheduler().requests();
-  ASSERT_EQ(requests.size(), 4u);
-  EXPECT_EQ(requests[0].message, QHVHelperMessageGetSettings);
-  EXPECT_FALSE(requests[0].payload);
-  EXPECT_EQ(requests[1].message, QHVHelperMessageSetBackupsEnabled);
-  EXPECT_EQ(requests[1].payload, enabledOff);
-  EXPECT_FALSE(requests[1].authPresent);
-  EXPECT_FALSE(requests[1].authValid);
-  EXPECT_EQ(requests[2].payload, Value::dictionary({}));  // an empty payload is still a payload
-  EXPECT_EQ(requests[3].message, QHVHelperMessageGetDryRun);
-  EXPECT_FALSE(requests[3].payload);
-  EXPECT_TRUE(requests[3].payloadUnreadable);
-  for (const RecordedRequest& request : requests) {
-    EXPECT_EQ(request.uid, ::getuid());
-    EXPECT_EQ(request.pid, ::getpid());
+TEST_F(SchedulerRequests, WithoutAuthOnlyReadsAreAnsweredAndAllAreRecorded) {
+  std::shared_ptr<QHVHelperMessager> catalogue = QHVHelperMessager::init();
+  const platform::Dictionary before = scheduler().settings();
+  for (QHVHelperMessage message = 0; message <= QHVHelperMessageLast; ++message) {
+    platform::ErrorRef error;
+    sendWithoutAuthorization(message, &error);
+    if (catalogue->requiresAuthorizationForMessage(message)) {
+      expectError(error, LKSMessagerErrorDomain, LKSMessagerErrorMissingAuthorization, message);
+    } else {
+      EXPECT_TRUE(!error || error->domain != LKSMessagerErrorDomain) << message << ": " << error->code;
+    }
   }
-
-  scheduler().clearRequests();
-  client().send(QHVHelperMessageGetDryRun);
-  ASSERT_EQ(scheduler().requests().size(), 1u);
-  EXPECT_EQ(scheduler().requests()[0].message, QHVHelperMessageGetDryRun);
+  EXPECT_EQ(scheduler().settings(), before);
+  const std::vector<RecordedRequest> requests = scheduler().requests();
+  ASSERT_EQ(requests.size(), static_cast<std::size_t>(QHVHelperMessageLast) + 1);
+  for (QHVHelperMessage message = 0; message <= QHVHelperMessageLast; ++message) {
+    EXPECT_EQ(requests[message].message, message);
+    EXPECT_FALSE(requests[message].payload || requests[message].authPresent || requests[message].authValid) << message;
+    EXPECT_EQ(requests[message].uid, 0u);
+  }
 }
 
-TEST_F(SchedulerRequests, MalformedRequestsAreRefused) {
-  // Each request is refused with messager code 3; "message" is set when the request named one.
-  const std::vector<std::pair<platform::Dictionary, std::optional<std::int64_t>>> malformed = {
-      {{{"message", Value::integer(QHVHelperMessageGetSettings)}, {"payload", Value::data({'{', '('})}},
-       QHVHelperMessageGetSettings},                                                     // payload no property list
-      {{{"message", Value::integer(QHVHelperMessageGetSettings)}, {"payload", Value::string("{}")}},
-       QHVHelperMessageGetSettings},                                                     // payload not data
-      {{{"message", Value::integer(29)}}, 29},                                           // past the catalogue
-      {{{"message", Value::integer(-1)}}, -1},                                           // before it
-      {{{"message", Value::string("1")}}, std::nullopt},                                 // number as text
-      {{}, std::nullopt},                                                                // no message at all
+TEST_F(SchedulerRequests, OnlyAnAuthRootMadeForTheRightsIsAccepted) {
+  LKSAuthorizationManager& manager = LKSAuthorizationManager::sharedManager();
+  const auto forUninstalling = manager.authorizationExternalDataWithRights({Value::string(QHVRightUninstall)}, nullptr);
+  ASSERT_TRUE(forUninstalling);
+  // Each "auth" names no authorization that root made for the settings rights.
+  const Value forgeries[] = {
+      Value::data(platform::Bytes(32, 0x5a)),  // made up
+      Value::data(platform::Bytes(16, 0x5a)),  // too short
+      Value::string("root"),                   // no data
+      Value::data(*forUninstalling),           // made by root for another right
+  };
+  for (const Value& auth : forgeries) {
+    expectError(sendRaw({{"message", Value::integer(QHVHelperMessageDisable)}, {"auth", auth}}),
+                LKSMessagerErrorDomain, LKSMessagerErrorMissingAuthorization, QHVHelperMessageDisable);
+  }
+  EXPECT_EQ(scheduler().settings().get("Disabled"), Value::integer(0));
+
+  platform::ErrorRef error;
+  EXPECT_TRUE(send(QHVHelperMessageDisable, {}, &error));
+  EXPECT_EQ(error, nullptr);
+  EXPECT_EQ(scheduler().settings().get("Disabled"), Value::integer(1));
+  const std::vector<RecordedRequest> requests = scheduler().requests();
+  ASSERT_EQ(requests.size(), 5u);
+  for (std::size_t i = 0; i < requests.size(); ++i) {
+    EXPECT_TRUE(requests[i].authPresent);
+    EXPECT_EQ(requests[i].authValid, i == 4) << i;
+  }
+}
+
+TEST_F(SchedulerRequests, MalformedRequestsAreRefusedAndRecorded) {
+  const Value settings = Value::integer(QHVHelperMessageGetSettings);
+  // Each is refused with messager code 3, "message" set when the request named one.
+  const std::pair<platform::Dictionary, Value> malformed[] = {
+      {{{"message", settings}, {"payload", Value::data({'{', '('})}}, settings},                 // payload no property list
+      {{{"message", Value::integer(QHVHelperMessageLast + 1)}}, Value::integer(QHVHelperMessageLast + 1)},  // past the catalogue
+      {{{"message", Value::integer(-1)}}, Value::integer(-1)},                                  // before it
+      {{{"message", Value::string("1")}}, Value()},                                             // number as text
+      {{}, Value()},                                                                            // no message at all
   };
   for (const auto& [request, message] : malformed) {
     SCOPED_TRACE(Value::dictionary(request).description());
-    const platform::XPCObject reply = client().sendRaw(request);
-    ASSERT_FALSE(reply.isError());
-    const platform::ErrorRef error = client().errorOf(reply);
+    const platform::ErrorRef error = sendRaw(request);
     expectError(error, LKSMessagerErrorDomain, LKSMessagerErrorDeserializeMessage);
-    if (!error) continue;
-    EXPECT_EQ(error->userInfo.get("message"), message ? Value::integer(*message) : Value());
+    if (error) {
+      EXPECT_EQ(error->userInfo.get("message"), message);
+    }
   }
-  // An unreadable payload of a changing message: its missing "auth" is what is refused first.
-  const platform::XPCObject reply =
-      client().sendRaw({{"message", Value::integer(QHVHelperMessageEnable)}, {"payload", Value::data({0})}});
-  expectMessagerError(client().errorOf(reply), LKSMessagerErrorMissingAuthorization, QHVHelperMessageEnable);
-}
-
-TEST_F(SchedulerRequests, ServiceMessagesTheToolNeverSends) {
-  const Value hello = client().send(0);
-  ASSERT_TRUE(hello.asDictionary());
-  EXPECT_EQ(hello.asDictionary()->get("ProcessIdentifier").int64Value(), scheduler().pid());
-  EXPECT_TRUE(hello.asDictionary()->get("ServingSince").asDate());
-}
-
-TEST_F(SchedulerRequests, OneWayRequestsAreCarriedOutWithoutReply) {
-  std::shared_ptr<LKSMessagerClient> oneWay = LKSMessagerClient::initWithServiceName(QHVHelperServiceName, {});
-  ASSERT_TRUE(oneWay->sendMessage(QHVHelperMessageKickstartBackup, {}, nullptr));
-  // Requests of one connection are answered in order: the backup runs by now.
-  const Value info = oneWay->sendSynchronousMessage(QHVHelperMessageGetInfo, {}, nullptr);
-  oneWay->cancel();
-  ASSERT_TRUE(info.asDictionary());
-  const platform::Dictionary* backups = info.asDictionary()->get("backups").asDictionary();
-  ASSERT_TRUE(backups);
-  EXPECT_EQ(backups->get("Running"), Value::boolean(true));
-  ASSERT_EQ(scheduler().requests().size(), 2u);
-  EXPECT_EQ(scheduler().requests()[0].message, QHVHelperMessageKickstartBackup);
+  const std::vector<RecordedRequest> requests = scheduler().requests();
+  ASSERT_EQ(requests.size(), 5u);
+  EXPECT_TRUE(requests[0].payloadUnreadable);
+  EXPECT_FALSE(requests[0].payload);
+  EXPECT_EQ(requests[1].message, QHVHelperMessageLast + 1);
+  EXPECT_FALSE(requests[4].message);
 }
 
 }  // namespace

@@ -1,24 +1,17 @@
-// What the development scheduler's tests share: a client that talks to it as
-// the tool does (or with requests built by hand), and two fixtures. One runs
-// the scheduler in a sandbox as root, where authorizations can be made; the
-// other in a private socket directory, for any user, where none can be.
+// What the development scheduler's tests share: a fixture that runs it in a
+// sandbox and talks to it as the tool does, or with requests built by hand.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <memory>
-#include <ostream>
 #include <optional>
+#include <ostream>
 
 #include "authorization/authorization_manager.h"
 #include "errors/error_domains.h"
 #include "errors/lks_error.h"
 #include "harness/dev_scheduler.h"
-#include "harness/end_to_end.h"
-#include "harness/temp_dir.h"
 #include "messaging/helper_messager.h"
 #include "messaging/xpc_client.h"
-#include "platform/xpc_socket.h"
 
 namespace platform {
 // Values in failure messages: their description.
@@ -27,20 +20,37 @@ inline void PrintTo(const Value& value, std::ostream* out) { *out << value.descr
 
 namespace testing_support {
 
-class SchedulerClient {
- public:
-  SchedulerClient()
-      : messager_(QHVHelperMessager::init()),
-        unauthorized_(LKSMessagerClient::initWithServiceName(QHVHelperServiceName, {})),
-        raw_(LKSXPCClient::initWithServiceName(QHVHelperServiceName)) {}
-  // An open connection and its client keep each other alive until cancelled.
-  ~SchedulerClient() {
-    messager_->cancel();
-    unauthorized_->cancel();
-    raw_->cancel();
+// Expects `error` to be of `domain` with `code` and, when given, about `message`.
+inline void expectError(const platform::ErrorRef& error, const char* domain, std::int64_t code,
+                        std::optional<std::int64_t> message = std::nullopt) {
+  ASSERT_NE(error, nullptr) << "no error";
+  EXPECT_EQ(error->domain, domain);
+  EXPECT_EQ(error->code, code) << LKSError::localizedDescriptionForError(error);
+  if (message) {
+    EXPECT_EQ(error->userInfo.get("message"), platform::Value::integer(*message));
   }
-  SchedulerClient(const SchedulerClient&) = delete;
-  SchedulerClient& operator=(const SchedulerClient&) = delete;
+}
+
+// The test process is root in the sandbox, so sends that need rights carry a valid "auth".
+class SchedulerClientTest : public SchedulerTest {
+ protected:
+  void SetUp() override {
+    SchedulerTest::SetUp();
+    LKSAuthorizationManager::sharedManager().invalidate();  // its grants were an earlier sandbox's
+    reconnect();
+  }
+  void TearDown() override {
+    disconnect();
+    SchedulerTest::TearDown();
+  }
+
+  // Fresh clients: a connection that was made invalid stays so.
+  void reconnect() {
+    disconnect();
+    messager_ = QHVHelperMessager::init();
+    unauthorized_ = LKSMessagerClient::initWithServiceName(QHVHelperServiceName, {});
+    raw_ = LKSXPCClient::initWithServiceName(QHVHelperServiceName);
+  }
 
   // As the tool sends: with "auth" when the message needs rights.
   platform::Value send(QHVHelperMessage message, const platform::Value& payload = {},
@@ -48,86 +58,28 @@ class SchedulerClient {
     return messager_->sendSynchronousMessage(message, payload, error);
   }
   // Without "auth", whatever the message.
-  platform::Value sendWithoutAuthorization(QHVHelperMessage message, const platform::Value& payload = {},
-                                           platform::ErrorRef* error = nullptr) {
-    return unauthorized_->sendSynchronousMessage(message, payload, error);
+  platform::Value sendWithoutAuthorization(QHVHelperMessage message, platform::ErrorRef* error) {
+    return unauthorized_->sendSynchronousMessage(message, {}, error);
   }
-  // `request` as it is: the reply dictionary, or the connection's error.
-  platform::XPCObject sendRaw(const platform::Dictionary& request) { return raw_->sendSynchronousXPCMessage(request); }
-  // The error that a raw reply carries; null when it carries none.
-  platform::ErrorRef errorOf(const platform::XPCObject& reply) { return unauthorized_->errorForMessage(0, reply.asDictionary()); }
+  // `request` as it is; the error its reply carries, null when none.
+  platform::ErrorRef sendRaw(const platform::Dictionary& request) {
+    const platform::XPCObject reply = raw_->sendSynchronousXPCMessage(request);
+    EXPECT_FALSE(reply.isError()) << "the connection failed";
+    return unauthorized_->errorForMessage(0, reply.asDictionary());
+  }
 
  private:
+  // An open connection and its client keep each other alive until cancelled.
+  void disconnect() {
+    if (!messager_) return;
+    messager_->cancel();
+    unauthorized_->cancel();
+    raw_->cancel();
+  }
+
   std::shared_ptr<QHVHelperMessager> messager_;
   std::shared_ptr<LKSMessagerClient> unauthorized_;
   std::shared_ptr<LKSXPCClient> raw_;
-};
-
-// Expects `error` to be of `domain` with `code`.
-inline void expectError(const platform::ErrorRef& error, const char* domain, std::int64_t code) {
-  ASSERT_NE(error, nullptr) << "no error";
-  EXPECT_EQ(error->domain, domain);
-  EXPECT_EQ(error->code, code) << LKSError::localizedDescriptionForError(error);
-}
-
-// Expects `error` to be the messager error `code` about `message`.
-inline void expectMessagerError(const platform::ErrorRef& error, std::int64_t code, QHVHelperMessage message) {
-  expectError(error, LKSMessagerErrorDomain, code);
-  if (error) {
-    EXPECT_EQ(error->userInfo.get("message"), platform::Value::integer(message));
-  }
-}
-
-// A scheduler in a fresh sandbox, serving where the tool looks for it; the
-// test process is root there, so sends that need rights carry a valid "auth".
-class SandboxedSchedulerTest : public EndToEndTest {
- protected:
-  void SetUp() override {
-    EndToEndTest::SetUp();
-    if (IsSkipped()) return;
-    // An authorization held from an earlier sandbox has its grants there.
-    LKSAuthorizationManager::sharedManager().invalidate();
-    scheduler_.emplace(options());
-    client_.emplace();
-  }
-  void TearDown() override {
-    client_.reset();
-    scheduler_.reset();
-    EndToEndTest::TearDown();
-  }
-  virtual DevSchedulerOptions options() const { return {}; }
-
-  DevScheduler& scheduler() { return *scheduler_; }
-  SchedulerClient& client() { return *client_; }
-
- private:
-  std::optional<DevScheduler> scheduler_;
-  std::optional<SchedulerClient> client_;
-};
-
-// A scheduler serving in a private socket directory, for any user.
-class PrivateSocketSchedulerTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    platform::setXPCSocketDirectoryForTesting(sockets_.path());
-    scheduler_.emplace(DevSchedulerOptions{sockets_.path(), std::nullopt});
-    client_.emplace();
-  }
-  void TearDown() override {
-    client_.reset();
-    scheduler_.reset();
-    platform::setXPCSocketDirectoryForTesting("");
-  }
-
-  const std::string& socketDirectory() const { return sockets_.path(); }
-  std::string socketPath() const { return sockets_.file(QHVHelperServiceName); }
-  DevScheduler& scheduler() { return *scheduler_; }
-  SchedulerClient& client() { return *client_; }
-
- private:
-  TempDir sockets_;
-  std::optional<DevScheduler> scheduler_;
-  std::optional<SchedulerClient> client_;
 };
 
 }  // namespace testing_support
