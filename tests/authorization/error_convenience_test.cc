@@ -1,4 +1,4 @@
-// The cancelled-authentication test on error chains.
+// The cancelled-authentication test walks an error chain.
 #include "authorization/error_convenience.h"
 
 #include <gtest/gtest.h>
@@ -7,51 +7,37 @@
 
 namespace {
 
-using platform::Error;
 using platform::ErrorRef;
-using platform::Value;
 
-ErrorRef wrapping(std::string domain, std::int64_t code, const ErrorRef& cause) {
-  platform::Dictionary userInfo;
-  if (cause) userInfo.set(platform::NSUnderlyingErrorKey, Value::error(cause));
-  return Error::make(std::move(domain), code, std::move(userInfo));
+// `depth` messager errors above an error of `domain` and `code`.
+ErrorRef beneath(std::size_t depth, const char* domain, std::int64_t code) {
+  ErrorRef chain = platform::Error::make(domain, code);
+  for (std::size_t i = 0; i < depth; ++i) {
+    chain = platform::Error::make(LKSMessagerErrorDomain, LKSMessagerErrorAuthorize,
+                                  {{platform::NSUnderlyingErrorKey, platform::Value::error(chain)}});
+  }
+  return chain;
 }
 
-TEST(UserCanceledAuthenticationTest, SeesACancelAnywhereInTheChain) {
-  const ErrorRef canceled = wrapping(LKSAuthorizationErrorDomain, LKSAuthorizationErrorUserCanceled, nullptr);
-  EXPECT_TRUE(userCanceledAuthentication(canceled));
-  const ErrorRef messager = wrapping(LKSMessagerErrorDomain, LKSMessagerErrorAuthorize, canceled);
-  EXPECT_TRUE(userCanceledAuthentication(messager));
-  EXPECT_TRUE(userCanceledAuthentication(wrapping("other", 0, messager)));
-}
-
-TEST(UserCanceledAuthenticationTest, OtherFailuresAreNotACancel) {
-  // Each chain: why it is not a cancelled authentication.
-  const ErrorRef chains[] = {
-      nullptr,                                                                         // no error
-      wrapping(LKSAuthorizationErrorDomain, LKSAuthorizationErrorAuthorizeRights, nullptr),  // refused
-      wrapping(LKSMessagerErrorDomain, LKSMessagerErrorAuthorize,
-               wrapping(LKSAuthorizationErrorDomain, LKSAuthorizationErrorAuthorizeRights, nullptr)),
-      wrapping(LKSMessagerErrorDomain, 0, nullptr),  // code 0 of another domain
+TEST(UserCanceledAuthenticationTest, SeesACancelWithinTheChainLimit) {
+  const char* auth = LKSAuthorizationErrorDomain;
+  struct Row {
+    const char* why;
+    ErrorRef chain;
+    bool canceled;
   };
-  for (const ErrorRef& chain : chains) EXPECT_FALSE(userCanceledAuthentication(chain));
-}
-
-TEST(UserCanceledAuthenticationTest, LooksAtMostTheChainLimitDeep) {
-  // A cancel at the bottom of `length` errors of another kind.
-  const auto canceledBeneath = [](std::size_t length) {
-    ErrorRef chain = wrapping(LKSAuthorizationErrorDomain, LKSAuthorizationErrorUserCanceled, nullptr);
-    for (std::size_t i = 0; i < length; ++i) chain = wrapping(LKSMessagerErrorDomain, LKSMessagerErrorAuthorize, chain);
-    return chain;
+  const Row rows[] = {
+      {"the cancel itself", beneath(0, auth, LKSAuthorizationErrorUserCanceled), true},
+      {"the last error walked", beneath(LKSErrorChainLimit - 1, auth, LKSAuthorizationErrorUserCanceled), true},
+      {"one error past the limit", beneath(LKSErrorChainLimit, auth, LKSAuthorizationErrorUserCanceled), false},
+      {"no error", nullptr, false},
+      {"rights refused, not cancelled", beneath(1, auth, LKSAuthorizationErrorAuthorizeRights), false},
+      {"code 0 of another domain", beneath(0, LKSMessagerErrorDomain, 0), false},
+      {"a cause that is not an error ends the walk",
+       platform::Error::make(auth, 6, {{platform::NSUnderlyingErrorKey, platform::Value::string("canceled")}}),
+       false},
   };
-  EXPECT_TRUE(userCanceledAuthentication(canceledBeneath(LKSErrorChainLimit - 1)));
-  EXPECT_FALSE(userCanceledAuthentication(canceledBeneath(LKSErrorChainLimit)));
-}
-
-TEST(UserCanceledAuthenticationTest, ACauseThatIsNotAnErrorEndsTheWalk) {
-  const ErrorRef error = Error::make(LKSMessagerErrorDomain, LKSMessagerErrorAuthorize,
-                                     {{platform::NSUnderlyingErrorKey, Value::string("canceled")}});
-  EXPECT_FALSE(userCanceledAuthentication(error));
+  for (const Row& row : rows) EXPECT_EQ(userCanceledAuthentication(row.chain), row.canceled) << row.why;
 }
 
 }  // namespace

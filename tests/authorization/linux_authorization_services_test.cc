@@ -1,361 +1,272 @@
 // Authorization Services on Linux against a private rights database and grants
-// directory: rules, external forms, revocation, and who may change rules.
+// directory: rules, external forms and their records, revocation, and what a
+// process that is not root can do.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
-#include "authorization/authorization_test_support.h"
-#include "platform/authorization_rules.h"
+#include "harness/temp_dir.h"
+#include "platform/authorization_services.h"
 #include "platform/user_ids.h"
 
 namespace {
 
-using authorization_testing::LinuxAuthorizationTest;
-using authorization_testing::ruleEntry;
-using platform::AuthorizationExternalForm;
-using platform::AuthorizationRef;
-using platform::OSStatus;
+using namespace platform;
+using Form = AuthorizationExternalForm;
 
-constexpr platform::AuthorizationFlags kExtend = platform::kAuthorizationFlagExtendRights;
-constexpr platform::AuthorizationFlags kExtendInteractive =
-    platform::kAuthorizationFlagExtendRights | platform::kAuthorizationFlagInteractionAllowed;
+constexpr AuthorizationFlags kExtend = kAuthorizationFlagExtendRights;
+constexpr OSStatus kOk = errAuthorizationSuccess, kDenied = errAuthorizationDenied;
+constexpr uid_t kNobody = 65534;
+
+std::string databaseWith(const std::string& rights) {
+  return "<plist version=\"1.0\"><dict><key>rights</key><dict>" + rights + "</dict></dict></plist>\n";
+}
 
 // Acts as the given effective user for the rules, without changing ids.
 class ActingAs {
  public:
-  explicit ActingAs(uid_t user) : ids_(user, user) { platform::UserIds::setForTesting(&ids_); }
-  ~ActingAs() { platform::UserIds::setForTesting(nullptr); }
+  explicit ActingAs(uid_t user) : ids_(user, user) { UserIds::setForTesting(&ids_); }
+  ~ActingAs() { UserIds::setForTesting(nullptr); }
 
  private:
-  platform::FixedUserIds ids_;
+  FixedUserIds ids_;
 };
 
-class RulesTest : public LinuxAuthorizationTest {
+// Runs `body` in a forked child; its exit status, or -1 when it did not exit.
+int runInChild(const std::function<int()>& body) {
+  const pid_t child = fork();
+  if (child == 0) _exit(body());
+  int status = 0;
+  return child > 0 && waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+class LinuxAuthorizationTest : public ::testing::Test {
  protected:
-  RulesTest() {
-    writeDatabase(ruleEntry("r.allow", "allow") + ruleEntry("r.deny", "deny") +
-                  ruleEntry("r.root", "is-root") + ruleEntry("r.admin", "authenticate-admin") +
-                  ruleEntry("r.unknown", "everyone-loves-me") +
-                  "<key>r.dict</key><dict><key>rule</key><string>allow</string></dict>"
-                  "<key>r.class</key><dict><key>class</key><string>allow</string></dict>"
-                  "<key>r.emptydict</key><dict/>"
-                  "<key>r.number</key><integer>1</integer>");
+  LinuxAuthorizationTest() {
+    dir_.write("authorization", databaseWith(
+        "<key>r.allow</key><string>allow</string><key>r.deny</key><string>deny</string>"
+        "<key>r.root</key><string>is-root</string><key>r.admin</key><string>authenticate-admin</string>"
+        "<key>r.unknown</key><string>everyone</string><key>r.emptydict</key><dict/>"
+        "<key>r.dict</key><dict><key>rule</key><string>allow</string></dict>"
+        "<key>r.class</key><dict><key>class</key><string>allow</string></dict><key>r.number</key><real>1</real>"));
   }
 
-  // The status of obtaining `right` anew, as `user`, with `flags`.
-  OSStatus obtain(const char* right, uid_t user, platform::AuthorizationFlags flags) {
+  AuthorizationRef create() {
+    AuthorizationRef authorization = nullptr;
+    EXPECT_EQ(services_.AuthorizationCreate(nullptr, nullptr, 0, &authorization), kOk);
+    return authorization;
+  }
+  OSStatus copyRight(AuthorizationRef authorization, const char* right, AuthorizationFlags flags = kExtend) {
+    const AuthorizationItem item{right, 0, nullptr, 0};
+    const AuthorizationRights rights{1, &item};
+    return services_.AuthorizationCopyRights(authorization, &rights, nullptr, flags);
+  }
+  // The status of obtaining `right` on a new authorization, as `user`.
+  OSStatus obtain(const char* right, uid_t user, AuthorizationFlags flags = kExtend) {
     ActingAs acting(user);
     AuthorizationRef authorization = create();
-    OSStatus status = copyRight(authorization, right, flags);
+    const OSStatus status = copyRight(authorization, right, flags);
     services_.AuthorizationFree(authorization, 0);
     return status;
   }
+  // A new authorization granted `right`, and its external form.
+  AuthorizationRef grantAndExport(const char* right, Form* form) {
+    AuthorizationRef authorization = create();
+    EXPECT_EQ(copyRight(authorization, right), kOk);
+    EXPECT_EQ(services_.AuthorizationMakeExternalForm(authorization, form), kOk);
+    return authorization;
+  }
+  // The status of asking, through a handle made from `form`, for `right` as already held.
+  OSStatus receivedHolds(const Form& form, const char* right) {
+    AuthorizationRef received = nullptr;
+    OSStatus status = services_.AuthorizationCreateFromExternalForm(&form, &received);
+    if (status != kOk) return status;
+    status = copyRight(received, right, 0);
+    services_.AuthorizationFree(received, 0);
+    return status;
+  }
+
+  testing_support::TempDir dir_;
+  const std::string database_ = dir_.file("authorization"), grants_ = dir_.file("grants");
+  LinuxAuthorizationServices services_{{database_, grants_}};
 };
 
-TEST_F(RulesTest, EachRuleDecidesForTheCaller) {
-  struct Row {
+TEST_F(LinuxAuthorizationTest, RulesDecideForTheCallerAndOnlyHeldRightsCountWithoutExtending) {
+  const OSStatus kNoInteraction = errAuthorizationInteractionNotAllowed;
+  const struct {
     const char* right;
-    OSStatus forRoot;
-    OSStatus forUser;
+    OSStatus forRoot, forUser;
+  } rows[] = {
+      {"r.allow", kOk, kOk},
+      {"r.dict", kOk, kOk},   // the rule under "rule"
+      {"r.class", kOk, kOk},  // or under "class"
+      {"r.deny", kDenied, kDenied},
+      {"r.root", kOk, kDenied},
+      {"r.undefined", kOk, kDenied},  // the default rule is root's
+      {"r.admin", kNoInteraction, kNoInteraction},
+      {"r.unknown", kDenied, kDenied},  // an unknown rule name
+      {"r.emptydict", kDenied, kDenied},
+      {"r.number", kDenied, kDenied},
   };
-  // Without interaction; a right the database does not define is root's only.
-  const Row rows[] = {
-      {"r.allow", platform::errAuthorizationSuccess, platform::errAuthorizationSuccess},
-      {"r.dict", platform::errAuthorizationSuccess, platform::errAuthorizationSuccess},
-      {"r.class", platform::errAuthorizationSuccess, platform::errAuthorizationSuccess},
-      {"r.deny", platform::errAuthorizationDenied, platform::errAuthorizationDenied},
-      {"r.root", platform::errAuthorizationSuccess, platform::errAuthorizationDenied},
-      {"r.undefined", platform::errAuthorizationSuccess, platform::errAuthorizationDenied},
-      {"r.admin", platform::errAuthorizationInteractionNotAllowed,
-       platform::errAuthorizationInteractionNotAllowed},
-      {"r.unknown", platform::errAuthorizationDenied, platform::errAuthorizationDenied},
-      {"r.emptydict", platform::errAuthorizationDenied, platform::errAuthorizationDenied},
-      {"r.number", platform::errAuthorizationDenied, platform::errAuthorizationDenied},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(obtain(row.right, 0, kExtend), row.forRoot) << row.right;
-    EXPECT_EQ(obtain(row.right, 501, kExtend), row.forUser) << row.right;
+  for (const auto& row : rows) {
+    EXPECT_EQ(obtain(row.right, 0), row.forRoot) << row.right;
+    EXPECT_EQ(obtain(row.right, 501), row.forUser) << row.right;
   }
-}
+  // With interaction allowed there is still no agent to ask for credentials.
+  EXPECT_EQ(obtain("r.admin", 0, kExtend | kAuthorizationFlagInteractionAllowed), kDenied);
 
-TEST_F(RulesTest, AuthenticationWithInteractionIsStillRefusedWithoutAnAgent) {
-  EXPECT_EQ(obtain("r.admin", 0, kExtendInteractive), platform::errAuthorizationDenied);
-  EXPECT_EQ(obtain("r.allow", 501, kExtendInteractive), platform::errAuthorizationSuccess);
-}
-
-TEST_F(RulesTest, WithoutExtendingOnlyRightsAlreadyGrantedCount) {
-  ActingAs root(0);
-  AuthorizationRef authorization = create();
-  EXPECT_EQ(copyRight(authorization, "r.allow", 0), platform::errAuthorizationDenied);
-  EXPECT_EQ(copyRight(authorization, "r.allow", kExtend), platform::errAuthorizationSuccess);
-  EXPECT_EQ(copyRight(authorization, "r.allow", 0), platform::errAuthorizationSuccess);
-  EXPECT_EQ(copyRight(authorization, "r.root", 0), platform::errAuthorizationDenied);
-  services_.AuthorizationFree(authorization, 0);
-}
-
-TEST_F(RulesTest, EveryRightOfASetMustBeGranted) {
   ActingAs user(501);
   AuthorizationRef authorization = create();
-  const platform::AuthorizationItem items[] = {{"r.allow", 0, nullptr, 0}, {"r.root", 0, nullptr, 0}};
-  const platform::AuthorizationRights both{2, items};
-  EXPECT_EQ(services_.AuthorizationCopyRights(authorization, &both, nullptr, kExtend),
-            platform::errAuthorizationDenied);
-  const platform::AuthorizationRights none{0, nullptr};
-  EXPECT_EQ(services_.AuthorizationCopyRights(authorization, &none, nullptr, kExtend),
-            platform::errAuthorizationSuccess);
+  EXPECT_EQ(copyRight(authorization, "r.allow", 0), kDenied);
+  EXPECT_EQ(copyRight(authorization, "r.allow"), kOk);
+  EXPECT_EQ(copyRight(authorization, "r.allow", 0), kOk);
   services_.AuthorizationFree(authorization, 0);
 }
 
-TEST_F(RulesTest, TheDatabaseIsReadForEachRequest) {
-  ActingAs user(501);
-  AuthorizationRef authorization = create();
-  EXPECT_EQ(copyRight(authorization, "r.later", kExtend), platform::errAuthorizationDenied);
-  writeDatabase(ruleEntry("r.later", "allow"));
-  EXPECT_EQ(copyRight(authorization, "r.later", kExtend), platform::errAuthorizationSuccess);
-  services_.AuthorizationFree(authorization, 0);
-}
-
-TEST_F(RulesTest, CreateObtainsRightsOnlyWhenAskedToExtend) {
-  ActingAs user(501);
-  const platform::AuthorizationItem item{"r.deny", 0, nullptr, 0};
-  const platform::AuthorizationRights rights{1, &item};
-  AuthorizationRef authorization = nullptr;
-  EXPECT_EQ(services_.AuthorizationCreate(&rights, nullptr, kExtend, &authorization),
-            platform::errAuthorizationDenied);
-  EXPECT_EQ(authorization, nullptr);
-  ASSERT_EQ(services_.AuthorizationCreate(&rights, nullptr, 0, &authorization), platform::errAuthorizationSuccess);
-  EXPECT_EQ(copyRight(authorization, "r.deny", 0), platform::errAuthorizationDenied);
-  services_.AuthorizationFree(authorization, 0);
-}
-
-// --- Databases that cannot be trusted or understood grant nothing ---
-
-TEST_F(LinuxAuthorizationTest, AnUntrustworthyOrBrokenDatabaseGrantsNothing) {
-  struct Row {
-    const char* why;
-    std::function<void(const std::string& path)> make;
+TEST_F(LinuxAuthorizationTest, ADatabaseThatCannotBeTrustedOrUnderstoodGrantsNothing) {
+  const std::string allowAll = databaseWith("<key>r</key><string>allow</string>");
+  const auto put = [&](const std::string& contents) { std::ofstream(database_, std::ios::trunc) << contents; };
+  const std::pair<const char*, std::function<void()>> rows[] = {
+      {"writable by others", [&] { put(allowAll); chmod(database_.c_str(), 0666); }},
+      {"a symbolic link", [&] { (void)!symlink(dir_.file("other").c_str(), database_.c_str()); }},
+      {"not a property list", [&] { put("rights = allow everything\n"); }},
+      {"an array at the root", [&] { put("<plist><array><string>allow</string></array></plist>"); }},
+      {"larger than 16 MiB", [&] { put(allowAll); (void)!truncate(database_.c_str(), 16 * 1024 * 1024 + 1); }},
   };
-  const std::string allowAll = authorization_testing::databaseWith(ruleEntry("r", "allow"));
-  auto write = [](const std::string& path, const std::string& contents) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << contents;
-  };
-  const Row rows[] = {
-      {"writable by others", [&](const std::string& p) { write(p, allowAll); chmod(p.c_str(), 0666); }},
-      {"writable by the group", [&](const std::string& p) { write(p, allowAll); chmod(p.c_str(), 0664); }},
-      {"a symbolic link to a good database",
-       [&](const std::string& p) { write(p + ".real", allowAll); unlink(p.c_str()); symlink((p + ".real").c_str(), p.c_str()); }},
-      {"a directory", [&](const std::string& p) { unlink(p.c_str()); mkdir(p.c_str(), 0700); }},
-      {"not a property list", [&](const std::string& p) { write(p, "rights = allow everything\n"); }},
-      {"cut short", [&](const std::string& p) { write(p, allowAll.substr(0, allowAll.size() / 2)); }},
-      {"an array at the root",
-       [&](const std::string& p) { write(p, "<plist><array><string>allow</string></array></plist>"); }},
-      {"rights that are not a dictionary",
-       [&](const std::string& p) { write(p, "<plist><dict><key>rights</key><string>allow</string></dict></plist>"); }},
-      {"empty", [&](const std::string& p) { write(p, ""); }},
-      {"larger than 16 MiB",
-       [&](const std::string& p) { write(p, allowAll); truncate(p.c_str(), 16 * 1024 * 1024 + 1); }},
-  };
-  ActingAs root(0);
-  for (const Row& row : rows) {
-    testing_support::TempDir dir;
-    const std::string path = dir.file("authorization");
-    row.make(path);
-    platform::LinuxAuthorizationServices services({path, dir.file("grants")});
-    AuthorizationRef authorization = nullptr;
-    ASSERT_EQ(services.AuthorizationCreate(nullptr, nullptr, 0, &authorization), platform::errAuthorizationSuccess);
-    const platform::AuthorizationItem item{"r", 0, nullptr, 0};
-    const platform::AuthorizationRights rights{1, &item};
-    // Even root's default rule does not apply: nothing about the database can be believed.
-    EXPECT_EQ(services.AuthorizationCopyRights(authorization, &rights, nullptr, kExtend),
-              platform::errAuthorizationInternal)
-        << row.why;
-    services.AuthorizationFree(authorization, 0);
+  dir_.write("other", allowAll);
+  for (const auto& [why, make] : rows) {
+    std::filesystem::remove(database_);
+    make();
+    // Not even root's default rule applies: nothing about the database can be believed.
+    EXPECT_EQ(obtain("r", 0), errAuthorizationInternal) << why;
   }
+  std::filesystem::remove(database_);  // a missing database leaves the default rule
+  EXPECT_EQ(obtain("r", 0), kOk);
+  EXPECT_EQ(obtain("r", 501), kDenied);
 }
 
-TEST_F(LinuxAuthorizationTest, AMissingDatabaseLeavesTheDefaultRule) {
-  unlink(database().c_str());
-  {
-    ActingAs root(0);
-    AuthorizationRef authorization = create();
-    EXPECT_EQ(copyRight(authorization, "r", kExtend), platform::errAuthorizationSuccess);
-    services_.AuthorizationFree(authorization, 0);
-  }
-  ActingAs user(501);
-  AuthorizationRef authorization = create();
-  EXPECT_EQ(copyRight(authorization, "r", kExtend), platform::errAuthorizationDenied);
-  services_.AuthorizationFree(authorization, 0);
-}
-
-// --- Bad arguments ---
-
-TEST_F(LinuxAuthorizationTest, BadArgumentsGetThePlatformStatuses) {
-  class Foreign : public platform::AuthorizationOpaqueRef {} foreign;
-  AuthorizationExternalForm form;
-  const platform::AuthorizationItem unnamed{nullptr, 0, nullptr, 0};
-  const platform::AuthorizationItem empty{"", 0, nullptr, 0};
-  const platform::AuthorizationRights unnamedSet{1, &unnamed};
-  const platform::AuthorizationRights emptySet{1, &empty};
-  const platform::AuthorizationRights missingItems{1, nullptr};
-  AuthorizationRef authorization = create();
-
-  EXPECT_EQ(services_.AuthorizationCreate(nullptr, nullptr, 0, nullptr), platform::errAuthorizationInvalidPointer);
-  EXPECT_EQ(copyRight(nullptr, "r", kExtend), platform::errAuthorizationInvalidRef);
-  EXPECT_EQ(copyRight(&foreign, "r", kExtend), platform::errAuthorizationInvalidRef);
-  EXPECT_EQ(services_.AuthorizationCopyRights(authorization, nullptr, nullptr, kExtend),
-            platform::errAuthorizationInvalidSet);
-  for (const platform::AuthorizationRights* bad : {&unnamedSet, &emptySet, &missingItems}) {
-    EXPECT_EQ(services_.AuthorizationCopyRights(authorization, bad, nullptr, kExtend),
-              platform::errAuthorizationInvalidSet);
-  }
-  EXPECT_EQ(services_.AuthorizationMakeExternalForm(authorization, nullptr), platform::errAuthorizationInvalidPointer);
-  EXPECT_EQ(services_.AuthorizationMakeExternalForm(&foreign, &form), platform::errAuthorizationInvalidRef);
-  EXPECT_EQ(services_.AuthorizationCreateFromExternalForm(nullptr, &authorization),
-            platform::errAuthorizationInvalidPointer);
-  EXPECT_EQ(services_.AuthorizationCreateFromExternalForm(&form, nullptr), platform::errAuthorizationInvalidPointer);
-  EXPECT_EQ(services_.AuthorizationRightSet(&foreign, "r", platform::Value::string("allow")),
-            platform::errAuthorizationInvalidRef);
-  EXPECT_EQ(services_.AuthorizationRightSet(authorization, nullptr, platform::Value::string("allow")),
-            platform::errAuthorizationInvalidPointer);
-  EXPECT_EQ(services_.AuthorizationFree(nullptr, 0), platform::errAuthorizationInvalidRef);
-  EXPECT_EQ(services_.AuthorizationFree(&foreign, 0), platform::errAuthorizationInvalidRef);
-  EXPECT_EQ(services_.AuthorizationFree(authorization, 0), platform::errAuthorizationSuccess);
-}
-
-// --- External forms ---
-
-TEST_F(LinuxAuthorizationTest, AFormReachesExactlyTheRightsGrantedToItsAuthorization) {
-  writeDatabase(ruleEntry("r.a", "allow") + ruleEntry("r.b", "allow"));
-  AuthorizationExternalForm form;
-  AuthorizationRef authorization = grantAndExport("r.a", &form);
-  EXPECT_EQ(receivedHolds(form, "r.a"), platform::errAuthorizationSuccess);
-  EXPECT_EQ(receivedHolds(form, "r.b"), platform::errAuthorizationDenied);
-
-  // A right granted after the form was made travels with it too.
-  EXPECT_EQ(copyRight(authorization, "r.b", kExtend), platform::errAuthorizationSuccess);
-  EXPECT_EQ(receivedHolds(form, "r.b"), platform::errAuthorizationSuccess);
-
-  // Making the form again gives the same form.
-  AuthorizationExternalForm again;
-  ASSERT_EQ(services_.AuthorizationMakeExternalForm(authorization, &again), platform::errAuthorizationSuccess);
+TEST_F(LinuxAuthorizationTest, AFormReachesExactlyItsGrantsUntilDestroyedAndIsKeptPrivately) {
+  Form form, again, kept;
+  AuthorizationRef authorization = grantAndExport("r.allow", &form);
+  EXPECT_EQ(receivedHolds(form, "r.allow"), kOk);
+  EXPECT_EQ(receivedHolds(form, "r.root"), kDenied);
+  EXPECT_EQ(copyRight(authorization, "r.root"), kOk);  // a later grant travels too
+  EXPECT_EQ(receivedHolds(form, "r.root"), kOk);
+  ASSERT_EQ(services_.AuthorizationMakeExternalForm(authorization, &again), kOk);
   EXPECT_EQ(0, std::memcmp(form.bytes, again.bytes, sizeof form.bytes));
-  services_.AuthorizationFree(authorization, platform::kAuthorizationFlagDestroyRights);
-}
+  again.bytes[31] ^= 1;
+  EXPECT_EQ(receivedHolds(again, "r.allow"), errAuthorizationInvalidRef) << "a form one bit off";
 
-TEST_F(LinuxAuthorizationTest, FormsAreRandomAndRecordedPrivately) {
-  writeDatabase(ruleEntry("r", "allow"));
-  AuthorizationExternalForm first, second;
-  AuthorizationRef a = grantAndExport("r", &first);
-  AuthorizationRef b = grantAndExport("r", &second);
-  EXPECT_NE(0, std::memcmp(first.bytes, second.bytes, sizeof first.bytes));
-  EXPECT_EQ(authorization_testing::modeOf(grants()), 0700);
+  // Another authorization has another random form; a form freed without destroying lives on with its maker.
+  services_.AuthorizationFree(grantAndExport("r.allow", &kept), kAuthorizationFlagDefaults);
+  EXPECT_NE(0, std::memcmp(form.bytes, kept.bytes, sizeof form.bytes));
+  EXPECT_EQ(receivedHolds(kept, "r.allow"), kOk);
+  // Only the grants' owner may list them or read a record, which is named by the form's 64 hex digits.
+  using std::filesystem::perms;
+  EXPECT_EQ(std::filesystem::status(grants_).permissions(), perms::owner_all);
   std::size_t records = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(grants())) {
+  for (const auto& entry : std::filesystem::directory_iterator(grants_)) {
     EXPECT_EQ(entry.path().filename().string().size(), 64u);
-    EXPECT_EQ(authorization_testing::modeOf(entry.path()), 0600);
+    EXPECT_EQ(entry.status().permissions(), perms::owner_read | perms::owner_write);
     ++records;
   }
   EXPECT_EQ(records, 2u);  // nothing left over from the atomic replacement
-  services_.AuthorizationFree(a, platform::kAuthorizationFlagDestroyRights);
-  services_.AuthorizationFree(b, platform::kAuthorizationFlagDestroyRights);
-}
 
-TEST_F(LinuxAuthorizationTest, AFormNobodyMadeIsUnknown) {
-  writeDatabase(ruleEntry("r", "allow"));
-  AuthorizationExternalForm made;
-  AuthorizationRef authorization = grantAndExport("r", &made);
-  AuthorizationExternalForm forged;
-  ASSERT_EQ(getentropy(forged.bytes, sizeof forged.bytes), 0);
-  AuthorizationExternalForm zeros;
-  AuthorizationExternalForm nearlyMade = made;
-  nearlyMade.bytes[31] ^= 1;
-  for (const AuthorizationExternalForm* form : {&forged, &zeros, &nearlyMade}) {
-    AuthorizationRef received = nullptr;
-    EXPECT_EQ(services_.AuthorizationCreateFromExternalForm(form, &received), platform::errAuthorizationInvalidRef);
-    EXPECT_EQ(received, nullptr);
-  }
-  services_.AuthorizationFree(authorization, 0);
-}
-
-TEST_F(LinuxAuthorizationTest, DestroyingRightsRevokesTheFormEverywhere) {
-  writeDatabase(ruleEntry("r", "allow"));
-  AuthorizationExternalForm form;
-  AuthorizationRef authorization = grantAndExport("r", &form);
+  // Destroying revokes a form: no replay, and a handle made before holds nothing.
   AuthorizationRef received = nullptr;
-  ASSERT_EQ(services_.AuthorizationCreateFromExternalForm(&form, &received), platform::errAuthorizationSuccess);
-
-  ASSERT_EQ(services_.AuthorizationFree(authorization, platform::kAuthorizationFlagDestroyRights),
-            platform::errAuthorizationSuccess);
-  // Replaying the form is refused, and a handle made before no longer holds the right.
-  EXPECT_EQ(receivedHolds(form, "r"), platform::errAuthorizationInvalidRef);
-  EXPECT_EQ(copyRight(received, "r", 0), platform::errAuthorizationDenied);
+  ASSERT_EQ(services_.AuthorizationCreateFromExternalForm(&form, &received), kOk);
+  ASSERT_EQ(services_.AuthorizationFree(authorization, kAuthorizationFlagDestroyRights), kOk);
+  EXPECT_EQ(receivedHolds(form, "r.allow"), errAuthorizationInvalidRef);
+  EXPECT_EQ(copyRight(received, "r.allow", 0), kDenied);
   services_.AuthorizationFree(received, 0);
 }
 
-TEST_F(LinuxAuthorizationTest, FreeingWithoutDestroyingKeepsTheFormWhileItsMakerLives) {
-  writeDatabase(ruleEntry("r", "allow"));
-  AuthorizationExternalForm form;
-  services_.AuthorizationFree(grantAndExport("r", &form), platform::kAuthorizationFlagDefaults);
-  EXPECT_EQ(receivedHolds(form, "r"), platform::errAuthorizationSuccess);
-}
+TEST_F(LinuxAuthorizationTest, ARecordIsBelievedOnlyAsItsMakerWroteItAndWhileItLives) {
+  Form form;
+  AuthorizationRef authorization = grantAndExport("r.allow", &form);
+  const std::string name = std::filesystem::directory_iterator(grants_)->path().filename();
+  const std::string path = grants_ + "/" + name, good = dir_.read("grants/" + name);
+  // Writes the record with the line that starts with `field` replaced by `line`.
+  const auto rewrite = [&](const std::string& field, const std::string& line) {
+    std::filesystem::remove(path);
+    const std::size_t at = good.find(field), end = good.find('\n', at);
+    std::ofstream(path) << good.substr(0, at) + line + good.substr(end + 1);
+    chmod(path.c_str(), 0600);
+  };
+  std::vector<std::pair<const char*, std::function<void()>>> rows = {
+      {"a recycled pid: another start time", [&] { rewrite("start ", "start 1\n"); }},
+      {"made during another boot", [&] { rewrite("boot ", "boot 01234567-89ab-cdef-0123-456789abcdef\n"); }},
+      {"writable by the group", [&] { chmod(path.c_str(), 0620); }},
+  };
+  if (geteuid() == 0) rows.emplace_back("owned by another user", [&] { (void)!chown(path.c_str(), kNobody, 0); });
+  for (const auto& [why, damage] : rows) {
+    damage();
+    EXPECT_EQ(receivedHolds(form, "r.allow"), errAuthorizationInvalidRef) << why;
+    rewrite("form ", good.substr(0, good.find('\n') + 1));
+  }
+  EXPECT_EQ(receivedHolds(form, "r.allow"), kOk);  // the control: the record as written is believed
 
-TEST_F(LinuxAuthorizationTest, AFormOfAMakerThatExitedIsRefused) {
-  writeDatabase(ruleEntry("r", "allow"));
-  int pipeEnds[2];
-  ASSERT_EQ(pipe(pipeEnds), 0);
-  const int status = authorization_testing::runInChild([&] {
-    AuthorizationExternalForm form;
-    grantAndExport("r", &form);
-    return write(pipeEnds[1], form.bytes, sizeof form.bytes) == sizeof form.bytes ? 0 : 1;
-  });
-  close(pipeEnds[1]);
-  AuthorizationExternalForm form;
-  ASSERT_EQ(read(pipeEnds[0], form.bytes, sizeof form.bytes), static_cast<ssize_t>(sizeof form.bytes));
-  close(pipeEnds[0]);
-  ASSERT_EQ(status, 0);
-  EXPECT_EQ(receivedHolds(form, "r"), platform::errAuthorizationInvalidRef);
-  EXPECT_TRUE(std::filesystem::is_empty(grants()));  // the stale record went with the refusal
+  // A form whose maker exited is refused, and its record goes.
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(runInChild([&] {
+    grantAndExport("r.allow", &form);
+    return write(ends[1], form.bytes, sizeof form.bytes) == sizeof form.bytes ? 0 : 1;
+  }), 0);
+  ASSERT_EQ(read(ends[0], form.bytes, sizeof form.bytes), 32);
+  close(ends[0]);
+  close(ends[1]);
+  EXPECT_EQ(receivedHolds(form, "r.allow"), errAuthorizationInvalidRef);
+  services_.AuthorizationFree(authorization, kAuthorizationFlagDestroyRights);
+  EXPECT_TRUE(std::filesystem::is_empty(grants_));
 }
-
-TEST_F(LinuxAuthorizationTest, AnUnrecordableRightNameMakesNoForm) {
-  writeDatabase(ruleEntry("r", "allow"));
-  ActingAs root(0);
-  AuthorizationRef authorization = create();
-  ASSERT_EQ(copyRight(authorization, "r\nright everything", kExtend), platform::errAuthorizationSuccess);
-  AuthorizationExternalForm form;
-  EXPECT_EQ(services_.AuthorizationMakeExternalForm(authorization, &form), platform::errAuthorizationInvalidSet);
-  services_.AuthorizationFree(authorization, 0);
-}
-
-// --- Rule changes ---
 
 TEST_F(LinuxAuthorizationTest, OnlyRootMayChangeARule) {
   const std::string before = dir_.read("authorization");
   {
     ActingAs user(501);
     AuthorizationRef authorization = create();
-    EXPECT_EQ(services_.AuthorizationRightSet(authorization, "r", platform::Value::string("allow")),
-              platform::errAuthorizationDenied);
+    EXPECT_EQ(services_.AuthorizationRightSet(authorization, "r.deny", Value::string("allow")), kDenied);
     services_.AuthorizationFree(authorization, 0);
   }
   EXPECT_EQ(dir_.read("authorization"), before);
-
   ActingAs root(0);
   AuthorizationRef authorization = create();
-  EXPECT_EQ(services_.AuthorizationRightSet(authorization, "r", platform::Value::integer(1)),
-            platform::errAuthorizationInvalidSet);
-  EXPECT_EQ(services_.AuthorizationRightSet(authorization, "r", platform::Value::string("deny")),
-            platform::errAuthorizationSuccess);
-  EXPECT_EQ(copyRight(authorization, "r", kExtend), platform::errAuthorizationDenied);
-  EXPECT_EQ(services_.AuthorizationRightSet(authorization, "r",
-                                            platform::Value::dictionary({{"rule", platform::Value::string("allow")}})),
-            platform::errAuthorizationSuccess);
-  EXPECT_EQ(copyRight(authorization, "r", kExtend), platform::errAuthorizationSuccess);
+  EXPECT_EQ(services_.AuthorizationRightSet(authorization, "r", Value::integer(1)), errAuthorizationInvalidSet);
+  EXPECT_EQ(services_.AuthorizationRightSet(authorization, "r", Value::string("deny")), kOk);
+  EXPECT_EQ(copyRight(authorization, "r"), kDenied);  // the rules are read for each request
+  const Value allow = Value::dictionary({{"rule", Value::string("allow")}});
+  EXPECT_EQ(services_.AuthorizationRightSet(authorization, "r", allow), kOk);
+  EXPECT_EQ(copyRight(authorization, "r"), kOk);
+  EXPECT_EQ(copyRight(authorization, "r.allow"), kOk) << "the other rules are kept";
   services_.AuthorizationFree(authorization, 0);
+}
+
+TEST_F(LinuxAuthorizationTest, AnUnprivilegedProcessCanNeitherForgeNorReplayRootsForm) {
+  if (geteuid() != 0) GTEST_SKIP() << "needs root: drops to an unprivileged user in a child process";
+  ASSERT_EQ(chmod(dir_.path().c_str(), 0711), 0);  // it may read the rules, as on a real system
+  Form rootsForm;
+  AuthorizationRef rootsAuthorization = grantAndExport("r.root", &rootsForm);
+  // The child exits with the number of the first check that failed.
+  const int failed = runInChild([&] {
+    if (setresgid(kNobody, kNobody, kNobody) != 0 || setresuid(kNobody, kNobody, kNobody) != 0) return 1;
+    AuthorizationRef own = create();
+    Form ownForm;
+    if (copyRight(own, "r.root") != kDenied) return 2;                                // root's right
+    if (copyRight(own, "r.allow") != kOk) return 3;                                   // everybody's right
+    if (services_.AuthorizationMakeExternalForm(own, &ownForm) != kDenied) return 4;  // recording a form
+    if (receivedHolds(rootsForm, "r.root") != errAuthorizationInvalidRef) return 5;   // replaying root's
+    return services_.AuthorizationRightSet(own, "r.root", Value::string("allow")) == kDenied ? 0 : 6;
+  });
+  EXPECT_EQ(failed, 0);
+  EXPECT_EQ(receivedHolds(rootsForm, "r.root"), kOk);
+  services_.AuthorizationFree(rootsAuthorization, kAuthorizationFlagDestroyRights);
 }
 
 }  // namespace
