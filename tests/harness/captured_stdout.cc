@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "harness/files.h"
+
 namespace testing_support {
 
 CapturedStdout::CapturedStdout() {
@@ -26,15 +28,7 @@ CapturedStdout::~CapturedStdout() {
 
 std::string CapturedStdout::text() const {
   std::fflush(stdout);
-  std::string out;
-  char buffer[4096];
-  for (off_t offset = 0;;) {
-    const ssize_t n = ::pread(file_, buffer, sizeof buffer, offset);
-    if (n <= 0) break;
-    out.append(buffer, static_cast<std::size_t>(n));
-    offset += n;
-  }
-  return out;
+  return readDescriptor(file_);
 }
 
 }  // namespace testing_support

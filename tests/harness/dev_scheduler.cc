@@ -56,24 +56,21 @@ DevScheduler::~DevScheduler() {
   if (serving_) stop();
 }
 
+bool DevScheduler::command(const char* command) const {
+  const RunResult run = runScheduler({command, "--state", stateDirectory()});
+  if (run.exitStatus != 0) ADD_FAILURE() << "the development scheduler's " << command << " failed: " << run.err;
+  return run.exitStatus == 0;
+}
+
 bool DevScheduler::start() {
   // It serves the system's service directory: only ever that of a sandbox.
-  if (!inSandbox()) {
-    ADD_FAILURE() << "the development scheduler serves only inside a sandbox";
-    return false;
-  }
-  const RunResult started = runScheduler({"start", "--state", stateDirectory()});
-  serving_ = started.exitStatus == 0;
-  if (!serving_) ADD_FAILURE() << "the development scheduler did not start (" << started.exitStatus << "): " << started.err;
+  if (!inSandbox()) ADD_FAILURE() << "the development scheduler serves only inside a sandbox";
+  serving_ = inSandbox() && command("start");
   return serving_;
 }
 
 bool DevScheduler::stop() {
-  const RunResult stopped = runScheduler({"stop", "--state", stateDirectory()});
-  if (stopped.exitStatus != 0) {
-    ADD_FAILURE() << "the development scheduler did not stop (" << stopped.exitStatus << "): " << stopped.err;
-    return false;
-  }
+  if (!command("stop")) return false;
   serving_ = false;
   return true;
 }

@@ -79,6 +79,8 @@ class DevScheduler {
   void clearFaults();
 
  private:
+  // Runs the scheduler's `command` for this state directory; false, reported, when it fails.
+  bool command(const char* command) const;
   platform::Value read(const char* file) const;
   void write(const char* file, const platform::Value& value) const;
 

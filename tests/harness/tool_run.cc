@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <stdexcept>
 
+#include "harness/files.h"
 #include "sandbox/sandbox.h"
 
 namespace testing_support {
@@ -49,16 +50,6 @@ int memoryFile(const std::string& contents) {
   return fd;
 }
 
-std::string readAndClose(int fd) {
-  std::string out;
-  char buffer[65536];
-  for (ssize_t n; (n = ::pread(fd, buffer, sizeof buffer, static_cast<off_t>(out.size()))) > 0;) {
-    out.append(buffer, static_cast<std::size_t>(n));
-  }
-  ::close(fd);
-  return out;
-}
-
 [[noreturn]] void execChild(const std::string& path, std::vector<std::string> argv, std::vector<std::string> env,
                             bool asUser, const int (&streams)[3]) {
   for (int i = 0; i < 3; ++i) ::dup2(streams[i], i);
@@ -88,10 +79,10 @@ RunResult runProgram(const std::string& path, const std::vector<std::string>& ar
   int status = 0;
   while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
-  ::close(streams[0]);
   RunResult result;
-  result.out = readAndClose(streams[1]);
-  result.err = readAndClose(streams[2]);
+  result.out = readDescriptor(streams[1]);
+  result.err = readDescriptor(streams[2]);
+  for (const int stream : streams) ::close(stream);
   if (WIFEXITED(status)) result.exitStatus = WEXITSTATUS(status);
   if (WIFSIGNALED(status)) result.signal = WTERMSIG(status);
   return result;
