@@ -1,9 +1,8 @@
+// The dispatcher on the real command table with every handler replaced by a
+// recording one, so that every row is walked without running any command.
 #include "cli/dispatcher.h"
 
 #include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 #include "authorization/authorization_manager.h"
 #include "harness/captured_stdout.h"
@@ -11,119 +10,67 @@
 
 namespace {
 
-using testing_support::CapturedStdout;
-
-// What the recording handler last received.
-std::vector<std::string> received;
-int calls = 0;
+std::vector<std::vector<std::string>> received;  // the arguments of each handler call
 
 int recordingHandler(int argc, char** argv) {
-  ++calls;
-  received.assign(argv, argv + argc);
+  received.emplace_back(argv, argv + argc);
   return 42;
 }
 
-// The real table with every handler replaced by the recording one, so that the
-// walk below runs every row without running any command.
-std::array<CommandEntry, kCommandCount> recordingTable() {
+// The exit status and standard output of `args` run by a user of the real and
+// effective ids given, against the table with recording handlers.
+std::pair<int, std::string> run(std::vector<std::string> args, uid_t real, uid_t effective) {
   std::array<CommandEntry, kCommandCount> rows = commands;
-  for (CommandEntry& row : rows) {
-    if (!row.is_separator()) row.handler = recordingHandler;
-  }
-  return rows;
+  for (CommandEntry& row : rows) row.handler = row.is_separator() ? nullptr : recordingHandler;
+  const platform::FixedUserIds ids(real, effective);
+  platform::UserIds::setForTesting(&ids);
+  std::vector<char*> argv;
+  for (std::string& arg : args) argv.push_back(arg.data());
+  argv.push_back(nullptr);
+  received.clear();
+  testing_support::CapturedStdout captured;
+  const int status = dispatch_command(rows, static_cast<int>(args.size()), argv.data());
+  platform::UserIds::setForTesting(nullptr);
+  return {status, captured.text()};
 }
 
-struct Outcome {
-  int status;
-  std::string out;
-};
-
-class Dispatcher : public ::testing::Test {
- protected:
-  void SetUp() override {
-    calls = 0;
-    received.clear();
-    LKSAuthorizationManager::sharedManager().setAllowsUserInteraction(true);
-  }
-  void TearDown() override { platform::UserIds::setForTesting(nullptr); }
-
-  Outcome run(std::span<const CommandEntry> rows, std::vector<std::string> args, uid_t real,
-              uid_t effective) {
-    platform::FixedUserIds ids(real, effective);
-    platform::UserIds::setForTesting(&ids);
-    std::vector<char*> argv;
-    for (std::string& arg : args) argv.push_back(arg.data());
-    argv.push_back(nullptr);
-    CapturedStdout captured;
-    const int status = dispatch_command(rows, static_cast<int>(args.size()), argv.data());
-    platform::UserIds::setForTesting(nullptr);
-    return {status, captured.text()};
-  }
-};
-
-TEST(CommandTable, EveryCommandHasAHandlerAndNoSeparatorHasOne) {
+// The first row of a name decides: "settings" reads for everyone although
+// "settings import" needs root. Only the real user id counts.
+TEST(Dispatcher, EveryRowRunsItsHandlerOrIsRefusedByTheFirstRowOfItsName) {
   for (const CommandEntry& row : commands) {
     EXPECT_EQ(row.handler == nullptr, row.is_separator()) << (row.name ? row.name : "separator");
-  }
-}
-
-TEST_F(Dispatcher, LookupStopsAtTheFirstRowOfAName) {
-  EXPECT_EQ(find_command(commands, "settings"), &commands[5]);
-  EXPECT_EQ(find_command(commands, "backups"), &commands[10]);
-  EXPECT_EQ(find_command(commands, "updates"), &commands[17]);
-  EXPECT_EQ(find_command(commands, "_update"), &commands[28]);
-  EXPECT_EQ(find_command(commands, "backups when-inactive"), nullptr);
-  EXPECT_EQ(find_command(commands, "Version"), nullptr);
-  EXPECT_EQ(find_command(commands, ""), nullptr);
-}
-
-TEST_F(Dispatcher, EveryRowRunsItsHandlerOrIsRefused) {
-  const auto rows = recordingTable();
-  for (const CommandEntry& row : commands) {
     if (row.is_separator()) continue;
-    const CommandEntry& first = *find_command(commands, row.name);
-    for (uid_t user : {uid_t{0}, uid_t{501}}) {
-      calls = 0;
-      const Outcome outcome = run(rows, {"qhvctl", row.name, "arg"}, user, user);
-      if (first.requires_root && user != 0) {
-        EXPECT_EQ(calls, 0) << row.name;
-        EXPECT_EQ(outcome.out, "This command requires root privileges.\n") << row.name;
-        EXPECT_EQ(outcome.status, 1) << row.name;
-      } else {
-        EXPECT_EQ(calls, 1) << row.name;
-        EXPECT_EQ(received, (std::vector<std::string>{row.name, "arg"})) << row.name;
-        EXPECT_EQ(outcome.out, "") << row.name;
-        EXPECT_EQ(outcome.status, 42) << row.name;
-      }
+    const CommandEntry* first = commands.data();
+    while (!first->name || std::string_view(first->name) != row.name) ++first;
+    for (const auto& [real, effective] : {std::pair<uid_t, uid_t>{0, 501}, {501, 0}}) {
+      const auto [status, out] = run({"qhvctl", row.name, "arg"}, real, effective);
+      const bool refused = first->requires_root && real != 0;
+      EXPECT_EQ(out, refused ? "This command requires root privileges.\n" : "") << row.name;
+      EXPECT_EQ(status, refused ? 1 : 42) << row.name;
+      EXPECT_EQ(received, (refused ? decltype(received){} : decltype(received){{row.name, "arg"}})) << row.name;
     }
   }
 }
 
-TEST_F(Dispatcher, TheRealUserDecidesNotTheEffectiveOne) {
-  const auto rows = recordingTable();
-  EXPECT_EQ(run(rows, {"qhvctl", "_update"}, 501, 0).status, 1);
-  EXPECT_EQ(calls, 0);
-  EXPECT_EQ(run(rows, {"qhvctl", "_update"}, 0, 501).status, 42);
-  EXPECT_EQ(calls, 1);
-}
-
-TEST_F(Dispatcher, UsagePathsNeverRunAHandler) {
-  const auto rows = recordingTable();
-  for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
-           {"qhvctl"}, {"qhvctl", "-d"}, {"qhvctl", "-d", "version"}, {"qhvctl", "nothing"}}) {
-    const Outcome outcome = run(rows, args, 0, 0);
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(outcome.out.starts_with("usage: ")) << outcome.out;
+TEST(Dispatcher, UsagePathsNeverRunAHandlerAndInteractionIsOffOnceACommandIsLookedUp) {
+  const struct {
+    std::vector<std::string> args;
+    bool full, lookedUp;  // the full usage, with the hidden rows; the command word looked up
+  } cases[] = {
+      {{"qhvctl"}, false, false},
+      {{"qhvctl", "-d"}, true, false},
+      {{"qhvctl", "-d", "version"}, false, true},  // "-d" counts only on its own
+      {{"qhvctl", "Version"}, false, true},         // case matters
+      {{"qhvctl", "backups when-inactive"}, false, true},
+  };
+  for (const auto& c : cases) {
+    LKSAuthorizationManager::sharedManager().setAllowsUserInteraction(true);
+    const auto [status, out] = run(c.args, 0, 0);
+    EXPECT_EQ(status, 1);
+    EXPECT_TRUE(out.starts_with("usage: ") && received.empty()) << out;
+    EXPECT_EQ(out.find("set-settings") != std::string::npos, c.full) << c.args.back();
+    EXPECT_EQ(LKSAuthorizationManager::sharedManager().allowsUserInteraction(), !c.lookedUp) << c.args.back();
   }
-  EXPECT_EQ(calls, 0);
-}
-
-TEST_F(Dispatcher, InteractionIsTurnedOffBeforeAnyCommand) {
-  const auto rows = recordingTable();
-  run(rows, {"qhvctl"}, 0, 0);
-  EXPECT_TRUE(LKSAuthorizationManager::sharedManager().allowsUserInteraction());
-  run(rows, {"qhvctl", "unknown"}, 0, 0);
-  EXPECT_FALSE(LKSAuthorizationManager::sharedManager().allowsUserInteraction());
 }
 
 }  // namespace
