@@ -1,12 +1,11 @@
-// The log file: where it lives, the form of its lines, and what happens to an
-// entry when the file or the statement is faulty.
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstring>
+// The log file: where it lives, the form of its lines, what happens when it
+// cannot be opened, and rotation at 10,000,000 bytes, alone and under
+// concurrent writers.
 #include <filesystem>
-#include <functional>
+#include <fstream>
+#include <latch>
+#include <sstream>
+#include <thread>
 
 #include "log/log_test_fixture.h"
 
@@ -15,213 +14,150 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::uintmax_t kThreshold = 10'000'000;
+
 class LogFileTest : public LogFacilityTest {
  protected:
-  // The messages the facility reported about itself.
-  std::vector<std::string> reportedFailures() {
-    std::vector<std::string> messages;
-    for (const UnifiedEntry& entry : unified_.entries()) {
-      EXPECT_EQ(entry.log, platform::UnifiedLog::defaultLog()) << entry.message;
-      EXPECT_EQ(entry.type, LKSLogLevelError) << entry.message;
-      messages.push_back(entry.message);
-    }
-    return messages;
+  // A file of `size` bytes ending in `tail`, taking almost no room on disk.
+  void makeFile(const std::string& name, std::uintmax_t size, const std::string& tail = "") const {
+    fs::create_directories(logFile(""));
+    std::ofstream{logFile(name)};
+    fs::resize_file(logFile(name), size - tail.size());
+    std::ofstream(logFile(name), std::ios::app) << tail;
   }
 };
 
-// ---- Where the file lives ----
-
-struct DirectoryCase {
-  const char* why;
-  uid_t real, effective;
-  const char* home;
-  const char* expected;
-};
-
 TEST_F(LogFileTest, DirectoryDependsOnTheUserIdsAndTheHomeDirectory) {
-  const DirectoryCase cases[] = {
-      {"effective root, as under sudo", 501, 0, "/home/someone", "/Library/Logs/Quillhaven"},
-      {"real root only", 0, 501, "/home/someone", "/Library/Logs/Quillhaven"},
-      {"ordinary user", 501, 501, "/home/someone", "/home/someone/Library/Logs/Quillhaven"},
-      {"home with a trailing separator", 501, 501, "/home/someone/", "/home/someone/Library/Logs/Quillhaven"},
-      {"home is the root directory", 501, 501, "/", "/Library/Logs/Quillhaven"},
+  const struct {
+    uid_t real, effective;
+    const char *home, *expected;
+  } cases[] = {
+      {501, 0, "/home/someone", "/Library/Logs/Quillhaven"},  // effective root, as under sudo
+      {0, 501, "/home/someone", "/Library/Logs/Quillhaven"},  // real root only
+      {501, 501, "/home/someone/", "/home/someone/Library/Logs/Quillhaven"},  // no doubled separator
   };
-  for (const DirectoryCase& c : cases) {
+  for (const auto& c : cases) {
     const platform::FixedUserIds ids(c.real, c.effective);
     platform::UserIds::setForTesting(&ids);
     setenv("HOME", c.home, 1);
-    EXPECT_EQ(LKSLogGetParentPath(), c.expected) << c.why;
+    EXPECT_EQ(LKSLogGetParentPath(), c.expected) << c.real << "/" << c.effective;
   }
   platform::UserIds::setForTesting(&user_);
 }
 
-TEST_F(LogFileTest, InitCreatesTheMissingDirectoryAndAnEmptyLiveFile) {
-  const mode_t savedMask = umask(022);
-  init();
-  umask(savedMask);
-  struct stat status {};
-  ASSERT_EQ(stat(logFile("ctl.log").c_str(), &status), 0);
-  EXPECT_TRUE(S_ISREG(status.st_mode));
-  EXPECT_EQ(status.st_mode & 0777, 0644u);
-  EXPECT_EQ(status.st_size, 0);
-  EXPECT_TRUE(reportedFailures().empty());
-}
-
-// ---- The form of a line ----
-
-TEST_F(LogFileTest, LineIsDateCategoryProcessIdAndMessage) {
-  init();
-  LKSLogWithLevel2(LKSLogLevelDefault, "Connection became invalid with server.");
-  EXPECT_EQ(readLog("ctl.log"), expectedLine("Connection became invalid with server."));
-}
-
-TEST_F(LogFileTest, ArgumentsAreFormattedWithObjectsAndPrintfConversions) {
-  init();
-  LKSLogWithLevel2(LKSLogLevelError, "Request %@ failed: %d (%s) %lu%%", std::string("status"), -2, "busy",
-                   7UL);
-  EXPECT_EQ(readLog("ctl.log"), expectedLine("Request status failed: -2 (busy) 7%"));
-}
-
-struct DateCase {
-  double unixTime;
-  const char* timeZone;  // POSIX TZ: the offset is west of UTC
-  const char* expected;
-};
-
-TEST_F(LogFileTest, DateIsInTheTimeZoneCurrentAtInit) {
-  const DateCase cases[] = {
-      {1609834023.0, "UTC0", "5/Jan/21, 08:07:03+0000"},
+TEST_F(LogFileTest, LineIsTheDateInTheCurrentTimeZoneCategoryProcessIdAndMessage) {
+  const struct {
+    double unixTime;
+    const char *timeZone, *date;  // POSIX TZ: the offset is west of UTC
+  } cases[] = {
       {1609834023.9, "UTC0", "5/Jan/21, 08:07:03+0000"},       // fractions are truncated
-      {1640476799.0, "XYZ-1", "26/Dec/21, 00:59:59+0100"},     // the offset moves the day and month
       {1640476799.0, "ABC+5:30", "25/Dec/21, 18:29:59-0530"},  // half-hour offset, west
       {1236297600.0, "UTC0", "6/Mar/09, 00:00:00+0000"},       // two-digit year keeps its zero
   };
-  for (const DateCase& c : cases) {
+  for (const auto& c : cases) {
     setenv("TZ", c.timeZone, 1);
     const platform::FixedClock clock(platform::Date::fromUnixTime(c.unixTime));
     platform::Clock::setForTesting(&clock);
     init();
-    LKSLogWithLevel2(LKSLogLevelDefault, "tick");
-    EXPECT_EQ(readLog("ctl.log"), std::string(c.expected) + " ctl[" + std::to_string(getpid()) + "] tick\n")
-        << c.timeZone << " " << c.unixTime;
+    LKSLogWithLevel2(LKSLogLevelError, "Request %@ failed: %d (%s) %lu%%", std::string("status"), -2, "busy", 7UL);
+    EXPECT_EQ(readLog("ctl.log"), expectedLine("Request status failed: -2 (busy) 7%", c.date)) << c.timeZone;
     LKSLogResetForTesting();
     fs::remove(logFile("ctl.log"));
   }
   platform::Clock::setForTesting(&clock_);
 }
 
-// The write calls this thread has made so far; -1 when the kernel does not
-// count them. Read with plain system calls, which add none of their own.
-long long writeCallsOfThisThread() {
-  const int fd = ::open("/proc/thread-self/io", O_RDONLY | O_CLOEXEC);
-  if (fd < 0) return -1;
-  char text[512] = {};
-  const ssize_t n = ::read(fd, text, sizeof text - 1);
-  ::close(fd);
-  const char* field = n > 0 ? std::strstr(text, "syscw: ") : nullptr;
-  return field ? std::atoll(field + std::strlen("syscw: ")) : -1;
+TEST_F(LogFileTest, StatementBeforeInitReachesNoLogAtAll) {
+  LKSLog(LKSLogLevelError, "too early");
+  _LKSLog(LKSLogLevelError, "too early for the legacy log");
+  EXPECT_FALSE(fs::exists(home_.file("Library")));
+  init(/*unified=*/false);
+  EXPECT_EQ(readLog("ctl.log"), "");
+  EXPECT_TRUE(unified_.entries().empty());
+  EXPECT_TRUE(legacy_.entries().empty());
 }
 
-// One entry is one write call: lines of concurrent writers cannot interleave.
-TEST_F(LogFileTest, EachEntryIsOneWriteCall) {
+TEST_F(LogFileTest, UnopenableFileIsReportedOnceAndLaterEntriesAreDropped) {
+  fs::create_directories(logFile("ctl.log"));  // the live file's name is taken by a directory
   init();
-  // One entry first, so that one-time work of the run-time (the checks of a
-  // sanitizer build write to a pipe) is not counted.
-  LKSLogWithLevel2(LKSLogLevelDefault, "first");
-  const long long before = writeCallsOfThisThread();
-  if (before < 0) GTEST_SKIP() << "no per-thread write accounting on this kernel";
-  const std::string longMessage(20000, 'x');
-  LKSLogWithLevel2(LKSLogLevelDefault, "short");
-  LKSLogWithLevel2(LKSLogLevelDefault, "%@", longMessage);
-  LKSLogWithLevel2(LKSLogLevelDefault, "third");
-  EXPECT_EQ(writeCallsOfThisThread() - before, 3);
-  EXPECT_EQ(readLog("ctl.log"),
-            expectedLine("first") + expectedLine("short") + expectedLine(longMessage) + expectedLine("third"));
-}
-
-// ---- An existing file ----
-
-TEST_F(LogFileTest, AppendsToTheExistingFile) {
-  fs::create_directories(logDirectory());
-  home_.write("Library/Logs/Quillhaven/ctl.log", "earlier run\n");
-  init();
-  LKSLogWithLevel2(LKSLogLevelInfo, "later run");
-  EXPECT_EQ(readLog("ctl.log"), "earlier run\n" + expectedLine("later run"));
-}
-
-// ---- Entries that go nowhere ----
-
-TEST_F(LogFileTest, EntryBeforeInitIsWrittenNowhere) {
-  LKSLogWithLevel2(LKSLogLevelDefault, "too early");
-  EXPECT_FALSE(fs::exists(logDirectory()));
-  init();
-  LKSLogWithLevel2(LKSLogLevelDefault, "in time");
-  EXPECT_EQ(readLog("ctl.log"), expectedLine("in time"));
-  EXPECT_TRUE(reportedFailures().empty());
-}
-
-struct UnopenableCase {
-  const char* why;
-  std::function<void()> arrange;
-  int expectedErrno;
-};
-
-TEST_F(LogFileTest, UnopenableFileIsReportedAndLaterEntriesAreDropped) {
-  const UnopenableCase cases[] = {
-      {"the home directory holds a file named like the first directory, so none can be made",
-       [this] { home_.write("Library", "not a directory"); }, ENOTDIR},
-      {"the live file's name is taken by a directory", [this] { fs::create_directories(logFile("ctl.log")); },
-       EISDIR},
-  };
-  for (const UnopenableCase& c : cases) {
-    fs::remove_all(home_.file("Library"));
-    c.arrange();
-    const std::size_t reportsBefore = reportedFailures().size();
-    init();
-    LKSLogWithLevel2(LKSLogLevelError, "lost");
-    LKSLogWithLevel2(LKSLogLevelDefault, "lost too");
-    const std::vector<std::string> failures = reportedFailures();
-    // Only the open is reported: dropped entries are silent.
-    ASSERT_EQ(failures.size(), reportsBefore + 1) << c.why;
-    EXPECT_EQ(failures.back(), "Failed to open log file (" + std::to_string(c.expectedErrno) + ").") << c.why;
-    LKSLogResetForTesting();
-  }
-  // No file was made anywhere under the home directory.
+  LKSLogWithLevel2(LKSLogLevelError, "lost");
+  LKSLogWithLevel2(LKSLogLevelDefault, "lost too");
+  // Reported once, to the default handle at error; the entries after it are dropped silently.
+  const std::vector<UnifiedEntry> reports = unified_.entries();
+  ASSERT_EQ(reports.size(), 1u);
+  EXPECT_TRUE(reports[0].log == platform::UnifiedLog::defaultLog() && reports[0].type == LKSLogLevelError);
+  EXPECT_EQ(reports[0].message, "Failed to open log file (" + std::to_string(EISDIR) + ").");
   for (const auto& entry : fs::recursive_directory_iterator(home_.path())) {
     EXPECT_FALSE(entry.is_regular_file()) << entry.path();
   }
 }
 
-// ---- Faulty statements ----
-
-struct FaultyStatementCase {
-  const char* why;
-  std::function<void()> log;
-  std::string expectedReport;
-};
-
-TEST_F(LogFileTest, FaultyStatementsAreReportedAndNotWritten) {
-  const FaultyStatementCase cases[] = {
-      {"format not UTF-8", [] { LKSLogWithLevel2(LKSLogLevelDefault, "caf\xe9 %d", 1); },
-       "Could not convert string 'caf\xe9 %d'."},
-      {"format truncated in a sequence", [] { LKSLogWithLevel2(LKSLogLevelDefault, "end \xc3"); },
-       "Could not convert string 'end \xc3'."},
-      {"argument of the wrong kind", [] { LKSLogWithLevel2(LKSLogLevelDefault, "%s left", 3); },
-       "Could not format string '%s left'."},
-      {"argument missing", [] { LKSLogWithLevel2(LKSLogLevelInfo, "%d of %d", 1); },
-       "Could not format string '%d of %d'."},
-      {"argument text not UTF-8, so the line has no UTF-8 form",
-       [] { LKSLogWithLevel2(LKSLogLevelDefault, "path %s", "/tmp/caf\xe9"); },
-       "Could not get data for string '" + expectedLine("path /tmp/caf\xe9") + "'."},
-  };
+TEST_F(LogFileTest, LiveFileJustBelowTheThresholdTakesOneLineWholeAndRotatesAtTheNext) {
+  makeFile("ctl.log", kThreshold - 1, "earlier\n");
   init();
-  for (const FaultyStatementCase& c : cases) c.log();
-  LKSLogWithLevel2(LKSLogLevelDefault, "fine");
-  EXPECT_EQ(readLog("ctl.log"), expectedLine("fine"));
-  const std::vector<std::string> failures = reportedFailures();
-  ASSERT_EQ(failures.size(), std::size(cases));
-  for (std::size_t i = 0; i < std::size(cases); ++i)
-    EXPECT_EQ(failures[i], cases[i].expectedReport) << cases[i].why;
+  LKSLogWithLevel2(LKSLogLevelDefault, "first");
+  EXPECT_FALSE(fs::exists(logFile("ctl.0.log")));
+  LKSLogWithLevel2(LKSLogLevelDefault, "second");
+  const std::string rotated = readLog("ctl.0.log");
+  EXPECT_EQ(rotated.size(), kThreshold - 1 + expectedLine("first").size());
+  EXPECT_TRUE(rotated.ends_with("earlier\n" + expectedLine("first")));
+  EXPECT_EQ(readLog("ctl.log"), expectedLine("second"));
+}
+
+// A live file at the threshold when the run starts, and rotated files with a
+// gap (no ctl.2.log, whose move fails without stopping the others) and a
+// stray ctl.4.log.
+TEST_F(LogFileTest, RotationBeforeTheFirstLineShiftsOlderFilesAndKeepsFourAtMost) {
+  for (const char* generation : {"0", "1", "3", "4"}) makeFile("ctl." + std::string(generation) + ".log", 1, generation);
+  makeFile("ctl.log", kThreshold, "live");
+  init();
+  LKSLogWithLevel2(LKSLogLevelInfo, "after rotation");
+  EXPECT_EQ(readLog("ctl.log"), expectedLine("after rotation"));
+  EXPECT_TRUE(readLog("ctl.0.log").ends_with("live"));
+  EXPECT_EQ(fs::file_size(logFile("ctl.0.log")), kThreshold);
+  EXPECT_EQ(readLog("ctl.1.log"), "0");
+  EXPECT_EQ(readLog("ctl.2.log"), "1");
+  EXPECT_FALSE(fs::exists(logFile("ctl.3.log")));
+  EXPECT_FALSE(fs::exists(logFile("ctl.4.log")));
+}
+
+// Eight writers put about 35 MB through the file: three rotations, after
+// which every entry is still on disk, in ctl.2.log (oldest) to ctl.log.
+TEST_F(LogFileTest, ConcurrentWritersThroughRotationsLoseNoLineAndSplitNone) {
+  constexpr int kWriters = 8, kEntriesPerWriter = 4000;
+  const std::string padding(1024, 'p');
+  init();
+  std::latch start(kWriters);
+  std::vector<std::thread> writers;
+  for (int writer = 0; writer < kWriters; ++writer) {
+    writers.emplace_back([&, writer] {
+      start.arrive_and_wait();
+      for (int entry = 0; entry < kEntriesPerWriter; ++entry) {
+        LKSLogWithLevel2(LKSLogLevelDefault, "writer %d entry %d %@", writer, entry, padding);
+      }
+    });
+  }
+  for (std::thread& t : writers) t.join();
+
+  EXPECT_FALSE(fs::exists(logFile("ctl.3.log")));
+  std::vector<int> nextEntry(kWriters, 0);
+  for (const std::string name : {"ctl.2.log", "ctl.1.log", "ctl.0.log", "ctl.log"}) {
+    const std::string contents = readLog(name);
+    ASSERT_TRUE(contents.ends_with('\n')) << name << ": the last line is cut";
+    std::istringstream lines(contents);
+    std::size_t lastLength = 0;
+    for (std::string line; std::getline(lines, line); lastLength = line.size() + 1) {
+      int writer = -1, entry = -1;
+      ASSERT_EQ(std::sscanf(line.c_str(), "%*s %*s ctl[%*d] writer %d entry %d", &writer, &entry), 2) << line;
+      // Each writer's entries appear once, whole and in its own order, oldest file first.
+      ASSERT_TRUE(writer >= 0 && writer < kWriters && entry == nextEntry[writer]++) << name << ": " << line.substr(0, 80);
+      ASSERT_EQ(line + "\n", expectedLine("writer " + std::to_string(writer) + " entry " + std::to_string(entry) + " " + padding));
+    }
+    // A rotated file crossed the threshold with its last line and no earlier.
+    EXPECT_TRUE(name == "ctl.log" || (contents.size() >= kThreshold && contents.size() - lastLength < kThreshold)) << name;
+  }
+  EXPECT_EQ(nextEntry, std::vector<int>(kWriters, kEntriesPerWriter));
+  EXPECT_TRUE(unified_.entries().empty());
 }
 
 }  // namespace

@@ -1,7 +1,10 @@
 // The log statement: which system log an entry reaches, at which level, beside
-// the file; and the barrier on the legacy log.
+// the file; the barrier on the legacy log; and unified entries as journal datagrams.
+#include <sys/socket.h>
+#include <sys/un.h>
+
 #include <atomic>
-#include <chrono>
+#include <cstring>
 #include <future>
 #include <thread>
 
@@ -10,139 +13,93 @@
 namespace log_testing {
 namespace {
 
-constexpr std::uint8_t kAllLevels[] = {LKSLogLevelDefault, LKSLogLevelInfo, LKSLogLevelDebug,
-                                       LKSLogLevelError};
-
 class LogRoutingTest : public LogFacilityTest {
  protected:
-  static void logEveryLevel() {
-    for (std::uint8_t level : kAllLevels) LKSLog(level, "entry %@ at %d", std::string("x"), level);
-  }
-
-  static std::string everyLevelInTheFile() {
+  // Logs one entry of every level, default, info, debug and error, and checks the file holds them all.
+  void logEveryLevel() {
     std::string lines;
-    for (std::uint8_t level : kAllLevels) lines += expectedLine("entry x at " + std::to_string(level));
-    return lines;
+    for (std::uint8_t level : {0, 1, 2, 16}) {
+      LKSLog(level, "entry %@ at %d", std::string("x"), level);
+      lines += expectedLine("entry x at " + std::to_string(level));
+    }
+    EXPECT_EQ(readLog("ctl.log"), lines);
   }
 };
-
-struct SystemCase {
-  std::optional<platform::OperatingSystemVersion> version;
-  bool unified;
-};
-
-TEST_F(LogRoutingTest, UnifiedLogIsUsedFromTenTwelveOn) {
-  const SystemCase cases[] = {
-      {platform::OperatingSystemVersion{10, 11, 6}, false},
-      {platform::OperatingSystemVersion{10, 12, 0}, true},
-      {platform::OperatingSystemVersion{11, 0, 0}, true},
-      {platform::OperatingSystemVersion{12, 6, 1}, true},
-      {std::nullopt, false},  // no version query at all: the oldest system
-  };
-  for (const SystemCase& c : cases) {
-    const platform::FixedProcessInfo info(c.version);
-    platform::ProcessInfo::setForTesting(&info);
-    LKSLogInit("com.larkspan.quillhaven", "ctl");
-    const std::string which =
-        c.version ? std::to_string(c.version->majorVersion) + "." + std::to_string(c.version->minorVersion)
-                  : "none";
-    EXPECT_EQ(LKSLOG_UNIFIED, c.unified) << which;
-    EXPECT_EQ(lks_log != nullptr, c.unified) << which;
-    LKSLogResetForTesting();
-    platform::ProcessInfo::setForTesting(nullptr);
-  }
-}
 
 TEST_F(LogRoutingTest, UnifiedSystemTakesEveryLevelAsTheEntryTypeBesideTheFile) {
   init(/*unified=*/true);
-  ASSERT_NE(lks_log, nullptr);
-  EXPECT_EQ(lks_log->subsystem(), "com.larkspan.quillhaven");
-  EXPECT_EQ(lks_log->category(), "ctl");
+  ASSERT_TRUE(LKSLOG_UNIFIED);
+  EXPECT_EQ(lks_log->subsystem() + " " + lks_log->category(), "com.larkspan.quillhaven ctl");
   logEveryLevel();
-  _LKSLogSync();  // nothing was handed to the legacy log, so nothing to wait for
-
-  const std::vector<UnifiedEntry> entries = unified_.entries();
-  ASSERT_EQ(entries.size(), std::size(kAllLevels));
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    EXPECT_EQ(entries[i].log, lks_log);
-    EXPECT_EQ(entries[i].type, kAllLevels[i]);
-    EXPECT_EQ(entries[i].message, "entry x at " + std::to_string(kAllLevels[i]));
+  std::vector<std::string> entries;
+  for (const UnifiedEntry& entry : unified_.entries()) {
+    EXPECT_EQ(entry.log, lks_log);
+    entries.push_back(std::to_string(entry.type) + " " + entry.message);
   }
+  EXPECT_EQ(entries, (std::vector<std::string>{"0 entry x at 0", "1 entry x at 1", "2 entry x at 2", "16 entry x at 16"}));
   EXPECT_TRUE(legacy_.entries().empty());
-  EXPECT_EQ(readLog("ctl.log"), everyLevelInTheFile());
 }
 
 TEST_F(LogRoutingTest, OlderSystemSendsAllButDebugToTheLegacyLogBesideTheFile) {
   init(/*unified=*/false);
-  EXPECT_EQ(lks_log, nullptr);
+  EXPECT_FALSE(LKSLOG_UNIFIED);
   logEveryLevel();
-  _LKSLog(17, "fault counts as a warning");
   _LKSLogSync();
-
-  const std::vector<LegacyEntry> entries = legacy_.entries();
-  ASSERT_EQ(entries.size(), 4u);
-  const LegacyEntry expected[] = {
-      {"com.larkspan.quillhaven", "Warning", "entry x at 0"},
-      {"com.larkspan.quillhaven", "Warning", "entry x at 1"},
-      {"com.larkspan.quillhaven", "Error", "entry x at 16"},
-      {"com.larkspan.quillhaven", "Warning", "fault counts as a warning"},
-  };
-  for (std::size_t i = 0; i < entries.size(); ++i) {
-    EXPECT_EQ(entries[i].facility, expected[i].facility);
-    EXPECT_EQ(entries[i].level, expected[i].level) << expected[i].message;
-    EXPECT_EQ(entries[i].message, expected[i].message);
-  }
+  std::vector<std::string> entries;
+  for (const LegacyEntry& entry : legacy_.entries()) entries.push_back(entry.facility + " " + entry.level + " " + entry.message);
+  EXPECT_EQ(entries, (std::vector<std::string>{"com.larkspan.quillhaven Warning entry x at 0",
+                                               "com.larkspan.quillhaven Warning entry x at 1",
+                                               "com.larkspan.quillhaven Error entry x at 16"}));
   EXPECT_TRUE(unified_.entries().empty());
-  // The debug entry is in the file; _LKSLog alone is not.
-  EXPECT_EQ(readLog("ctl.log"), everyLevelInTheFile());
 }
 
-TEST_F(LogRoutingTest, StatementBeforeInitReachesNoLogAtAll) {
-  LKSLog(LKSLogLevelError, "too early");
-  _LKSLog(LKSLogLevelError, "too early for the legacy log");
-  EXPECT_TRUE(unified_.entries().empty());
-  EXPECT_TRUE(legacy_.entries().empty());
-  init(/*unified=*/false);
-  EXPECT_EQ(readLog("ctl.log"), "");
-}
-
-// A legacy sink that holds the first entry until released.
-class GatedLegacySink : public platform::LegacyLogSink {
- public:
-  void send(const std::string&, const platform::Dictionary& record) override {
-    entered_.set_value();
-    release_.get_future().wait();
-    sent_ = *record.get(platform::ASL_KEY_MSG).asString();
+// A legacy sink that takes its time over each entry.
+struct SlowLegacySink : platform::LegacyLogSink {
+  void send(const std::string&, const platform::Dictionary&) override {
+    entered.set_value();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    sent = true;
   }
-  void waitUntilEntered() { entered_.get_future().wait(); }
-  void release() { release_.set_value(); }
-  const std::string& sent() const { return sent_; }
-
- private:
-  std::promise<void> entered_, release_;
-  std::string sent_;
+  std::promise<void> entered;
+  std::atomic<bool> sent{false};
 };
 
 TEST_F(LogRoutingTest, SyncReturnsOnlyAfterEarlierLegacyEntriesWereSent) {
-  GatedLegacySink gate;
-  platform::LegacyLogClient::setSinkForTesting(&gate);
+  SlowLegacySink sink;
+  platform::LegacyLogClient::setSinkForTesting(&sink);
   init(/*unified=*/false);
-
   std::thread sender([] { _LKSLog(LKSLogLevelError, "slow entry"); });
-  gate.waitUntilEntered();
-  std::atomic<bool> syncReturned{false};
-  std::thread syncer([&] {
-    _LKSLogSync();
-    syncReturned = true;
-  });
-  // Room for the barrier to line up behind the held entry; it must not pass it.
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  EXPECT_FALSE(syncReturned);
-  gate.release();
-  syncer.join();
+  sink.entered.get_future().wait();
+  _LKSLogSync();
+  EXPECT_TRUE(sink.sent);
   sender.join();
-  EXPECT_TRUE(syncReturned);
-  EXPECT_EQ(gate.sent(), "slow entry");
+}
+
+TEST(JournalSink, EntryIsOneDatagramOfMessagePrioritySenderSubsystemAndCategory) {
+  testing_support::TempDir directory;
+  const std::string path = directory.file("journal.socket");
+  const int journal = ::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+  ASSERT_EQ(::bind(journal, reinterpret_cast<sockaddr*>(&address), sizeof address), 0) << std::strerror(errno);
+  auto receive = [journal] {
+    std::string datagram(4096, '\0');
+    const ssize_t n = ::recv(journal, datagram.data(), datagram.size(), MSG_DONTWAIT);
+    datagram.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
+    return datagram;
+  };
+
+  platform::JournalSink sink(path);
+  sink.send(platform::UnifiedLog("com.larkspan.quillhaven", "ctl"), platform::OS_LOG_TYPE_DEBUG,
+            "Connection became invalid with server.");
+  sink.send(*platform::UnifiedLog::defaultLog(), platform::OS_LOG_TYPE_ERROR, "Failed to open log file (2).");
+  const std::string sender = std::string("SYSLOG_IDENTIFIER=") + program_invocation_short_name + "\n";
+  EXPECT_EQ(receive(), "MESSAGE=Connection became invalid with server.\nPRIORITY=7\n" + sender +
+                           "SUBSYSTEM=com.larkspan.quillhaven\nCATEGORY=ctl\n");
+  EXPECT_EQ(receive(), "MESSAGE=Failed to open log file (2).\nPRIORITY=3\n" + sender) << "the default handle";
+  EXPECT_EQ(receive(), "") << "one datagram per entry";
+  ::close(journal);
 }
 
 }  // namespace

@@ -5,11 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <mutex>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "harness/temp_dir.h"
 #include "log/log.h"
@@ -27,52 +24,45 @@ struct UnifiedEntry {
   std::uint8_t type;
   std::string message;
 };
-
-class RecordingUnifiedSink : public platform::UnifiedLogSink {
- public:
-  void send(const platform::UnifiedLog& log, std::uint8_t type, std::string_view message) override {
-    std::lock_guard lock(mutex_);
-    entries_.push_back({&log, type, std::string(message)});
-  }
-  std::vector<UnifiedEntry> entries() {
-    std::lock_guard lock(mutex_);
-    return entries_;
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<UnifiedEntry> entries_;
-};
-
 struct LegacyEntry {
   std::string facility, level, message;
 };
 
-class RecordingLegacySink : public platform::LegacyLogSink {
- public:
-  void send(const std::string& facility, const platform::Dictionary& record) override {
-    std::lock_guard lock(mutex_);
-    entries_.push_back({facility, *record.get(platform::ASL_KEY_LEVEL).asString(),
-                        *record.get(platform::ASL_KEY_MSG).asString()});
+// The entries a sink was given, from any thread.
+template <typename Entry>
+struct Recorded {
+  std::vector<Entry> entries() {
+    std::lock_guard lock(mutex);
+    return recorded;
   }
-  std::vector<LegacyEntry> entries() {
-    std::lock_guard lock(mutex_);
-    return entries_;
+  void add(Entry entry) {
+    std::lock_guard lock(mutex);
+    recorded.push_back(std::move(entry));
   }
-
- private:
-  std::mutex mutex_;
-  std::vector<LegacyEntry> entries_;
+  std::mutex mutex;
+  std::vector<Entry> recorded;
 };
 
-// 2021-01-05 08:07:03 UTC.
-inline constexpr double kFixedUnixTime = 1609834023.0;
+struct RecordingUnifiedSink : platform::UnifiedLogSink, Recorded<UnifiedEntry> {
+  void send(const platform::UnifiedLog& log, std::uint8_t type, std::string_view message) override {
+    add({&log, type, std::string(message)});
+  }
+};
+
+struct RecordingLegacySink : platform::LegacyLogSink, Recorded<LegacyEntry> {
+  void send(const std::string& facility, const platform::Dictionary& record) override {
+    add({facility, *record.get(platform::ASL_KEY_LEVEL).asString(), *record.get(platform::ASL_KEY_MSG).asString()});
+  }
+};
 
 class LogFacilityTest : public ::testing::Test {
  protected:
   LogFacilityTest() {
-    saveAndSet("HOME", home_.path());
-    saveAndSet("TZ", "XYZ-1");  // one hour east of UTC, without needing time-zone files
+    for (const char* name : {"HOME", "TZ"}) {
+      if (const char* value = std::getenv(name)) savedEnvironment_.emplace_back(name, value);
+    }
+    setenv("HOME", home_.path().c_str(), 1);
+    setenv("TZ", "XYZ-1", 1);  // one hour east of UTC, without needing time-zone files
     platform::UserIds::setForTesting(&user_);
     platform::Clock::setForTesting(&clock_);
     platform::UnifiedLog::setSinkForTesting(&unified_);
@@ -85,41 +75,34 @@ class LogFacilityTest : public ::testing::Test {
     platform::ProcessInfo::setForTesting(nullptr);
     platform::UnifiedLog::setSinkForTesting(nullptr);
     platform::LegacyLogClient::setSinkForTesting(nullptr);
-    for (const auto& [name, value] : savedEnvironment_) {
-      value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
-    }
+    unsetenv("HOME");
+    unsetenv("TZ");
+    for (const auto& [name, value] : savedEnvironment_) setenv(name.c_str(), value.c_str(), 1);
   }
 
-  // Sets the facility up as the tool does, on a system with (10.15) or without
-  // (10.11) the unified log.
+  // Sets the facility up as the tool does, on the first system with the
+  // unified log (10.12) or the last one without it (10.11).
   void init(bool unified = true) {
-    platform::ProcessInfo::setForTesting(unified ? &withUnifiedLog_ : &withoutUnifiedLog_);
+    system_.emplace(platform::OperatingSystemVersion{10, unified ? 12 : 11, 0});
+    platform::ProcessInfo::setForTesting(&*system_);
     LKSLogInit("com.larkspan.quillhaven", "ctl");
   }
 
-  std::string logDirectory() const { return home_.path() + "/Library/Logs/Quillhaven"; }
-  std::string logFile(const std::string& name) const { return logDirectory() + "/" + name; }
+  std::string logFile(const std::string& name) const { return home_.file("Library/Logs/Quillhaven/" + name); }
   std::string readLog(const std::string& name) const { return home_.read("Library/Logs/Quillhaven/" + name); }
 
-  // The line the facility writes for `message` at the fixed time.
-  static std::string expectedLine(const std::string& message) {
-    return "5/Jan/21, 09:07:03+0100 ctl[" + std::to_string(getpid()) + "] " + message + "\n";
-  }
-
-  void saveAndSet(const std::string& name, const std::string& value) {
-    const char* old = std::getenv(name.c_str());
-    savedEnvironment_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
-    setenv(name.c_str(), value.c_str(), 1);
+  // The line the facility writes for `message` at the fixed time, 2021-01-05 08:07:03 UTC.
+  static std::string expectedLine(const std::string& message, const char* date = "5/Jan/21, 09:07:03+0100") {
+    return std::string(date) + " ctl[" + std::to_string(getpid()) + "] " + message + "\n";
   }
 
   testing_support::TempDir home_;
   platform::FixedUserIds user_{501, 501};
-  platform::FixedClock clock_{platform::Date::fromUnixTime(kFixedUnixTime)};
-  platform::FixedProcessInfo withUnifiedLog_{platform::OperatingSystemVersion{10, 15, 0}};
-  platform::FixedProcessInfo withoutUnifiedLog_{platform::OperatingSystemVersion{10, 11, 6}};
+  platform::FixedClock clock_{platform::Date::fromUnixTime(1609834023.0)};
+  std::optional<platform::FixedProcessInfo> system_;
   RecordingUnifiedSink unified_;
   RecordingLegacySink legacy_;
-  std::vector<std::pair<std::string, std::optional<std::string>>> savedEnvironment_;
+  std::vector<std::pair<std::string, std::string>> savedEnvironment_;
 };
 
 }  // namespace log_testing
