@@ -82,10 +82,15 @@ class SystemToolCommands : public EndToEndTest {
     options.input = input;
     return runTool(args, options);
   }
-  // Starts `command` in the background, stopped at the end of the test.
-  void startInBackground(const std::string& command) {
-    const RunResult started = runProgram("/bin/sh", {"-c", command + " & echo $!"});
-    started_.push_back(static_cast<pid_t>(std::stol(started.out)));
+  // Starts a private bus at the system bus's address and, once it listens, a
+  // monitor of it; both are stopped at the end of the test.
+  void startBus() {
+    const std::string address = "unix:path=/run/dbus/system_bus_socket";
+    std::istringstream ids(runProgram("/bin/sh", {"-c",
+        "mkdir -p /run/dbus; dbus-daemon --session --address=" + address + " --nofork --nopidfile >/dev/null 2>&1 &"
+        "echo $!; while [ ! -S /run/dbus/system_bus_socket ]; do sleep 0.01; done;"
+        "dbus-monitor --address " + address + " > " + kBusMonitorOutput + " 2>/dev/null & echo $!"}).out);
+    for (pid_t id; ids >> id;) started_.push_back(id);
   }
 
  private:
@@ -103,7 +108,6 @@ TEST_F(SystemToolCommands, UninstallRunsTheScriptWithTheShell) {
       {"exit 2", "uninstall", "Could not uninstall. " + exited, 1, {exited, "Could not uninstall. " + exited}},
       {"kill -9 $$", "uninstall", "Could not uninstall. " + killed, 1, {killed, "Could not uninstall. " + killed}},
       {"exit 0", "_uninstall", done, 0, {done}},
-      {"exit 2", "_uninstall", "Could not uninstall. " + exited, 1, {exited, "Could not uninstall. " + exited}},
   };
   for (const auto& [behaviour, command, last, status, records] : cases) {
     SCOPED_TRACE(std::string(command) + " with a script that does " + behaviour);
@@ -121,11 +125,10 @@ TEST_F(SystemToolCommands, UninstallRunsTheScriptWithTheShell) {
 
 TEST_F(SystemToolCommands, LogAndDebugLogsRunTheLogTool) {
   // Without a log tool, as on this system: log succeeds, debug-logs fails, both silently.
-  for (const auto& [args, status] : {std::pair<Lines, int>{{"log"}, 0}, {{"debug-logs", "yes"}, 1}}) {
-    const RunResult result = run(args);
-    EXPECT_EQ(result.out + result.err, "") << args[0];
-    EXPECT_EQ(result.exitStatus, status) << args[0];
-  }
+  const RunResult withoutLog = run({"log"}), withoutConfig = run({"debug-logs", "yes"});
+  EXPECT_EQ(withoutLog.out + withoutLog.err + withoutConfig.out + withoutConfig.err, "");
+  EXPECT_EQ(withoutLog.exitStatus, 0);
+  EXPECT_EQ(withoutConfig.exitStatus, 1);
   install(kLogTool, "exit 0");
   const Lines whole = {kLogTool, "show", "--debug", "--info", "--predicate", "subsystem = 'com.larkspan.quillhaven'",
                        "--style", "compact"};
@@ -173,12 +176,7 @@ TEST_F(SystemToolCommands, UpdateRunsTheInstallerUnderLocksAndAnnouncesIt) {
   if (::access("/usr/bin/dbus-daemon", X_OK) != 0 || ::access("/usr/bin/dbus-monitor", X_OK) != 0) {
     GTEST_SKIP() << "no message bus programs to watch the system bus with";
   }
-  // A private bus at the system bus's address, and a monitor of it.
-  const std::string address = "unix:path=/run/dbus/system_bus_socket";
-  startInBackground("mkdir -p /run/dbus && exec dbus-daemon --session --address=" + address +
-                    " --nofork --nopidfile >/dev/null 2>&1");
-  ASSERT_TRUE(waitFor([] { return ::access("/run/dbus/system_bus_socket", F_OK) == 0; }));
-  startInBackground("exec dbus-monitor --address " + address + " > " + kBusMonitorOutput + " 2>/dev/null");
+  startBus();
   // A monitor gets, then loses, its own name once it watches.
   ASSERT_TRUE(waitFor([] { return readFile(kBusMonitorOutput).value_or("").find("member=NameLost") != std::string::npos; }));
 

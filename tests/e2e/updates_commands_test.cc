@@ -61,7 +61,6 @@ TEST_F(UpdatesCommands, CheckAndTheAnswerToItsQuestion) {
       {{"updates", "check"}, kRoot, kQuestion + kUpdated, "", 0, {26, 27}, {}, "\ny\n"},  // Return, then an answer
       {{"updates", "check"}, kRoot, kQuestion + kUpdated, "", 0, {26, 27}, {}, "y"},      // no line end
       {{"updates", "check"}, kRoot, kQuestion, "", 0, {26}, {}, "n\n"},
-      {{"updates", "check"}, kRoot, kQuestion, "", 0, {26}, {}, "maybe\n"},
       {{"updates", "check"}, kRoot, kQuestion, "", 0, {26}, {}, " \ny\n"},  // a blank is no empty line
       {{"updates", "check"}, kRoot, kQuestion, "", 1, {26}, {}, ""},        // end of input at once
       {{"updates", "check"}, kRoot, kQuestion, "", 1, {26}, {}, "\n"},      // Return, then end of input
