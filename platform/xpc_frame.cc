@@ -26,12 +26,12 @@ T getBigEndian(const std::uint8_t* in) {
   return value;
 }
 
-std::optional<XPCFrameHeader> failHeader(std::string description, ErrorRef* error) {
+std::optional<XPCFrameHeader> failHeader(const std::string& description, ErrorRef* error) {
   if (error) *error = makeXPCTransportError(EBADMSG, "XPC frame header: " + description);
   return std::nullopt;
 }
 
-std::optional<Dictionary> failBody(std::string description, ErrorRef* error,
+std::optional<Dictionary> failBody(const std::string& description, ErrorRef* error,
                                    ErrorRef cause = nullptr) {
   if (error) {
     *error = makeXPCTransportError(EBADMSG, "XPC frame body: " + description, std::move(cause));

@@ -79,7 +79,7 @@ bool serve(const SchedulerOptions& options, const std::function<void()>& ready, 
   if (stopRequested) listener->stop();
   ready();
   const bool served = listener->run(
-      [&processor](const std::shared_ptr<platform::XPCPeer>& peer, platform::XPCFrame request) {
+      [&processor](const std::shared_ptr<platform::XPCPeer>& peer, const platform::XPCFrame& request) {
         processor.process(*peer, request);
       },
       error);
