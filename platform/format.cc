@@ -6,10 +6,10 @@
 namespace platform {
 namespace {
 
-// One conversion specification, as printf reads it: flags, width, precision,
+// One conversion directive, as printf reads it: flags, width, precision,
 // length modifier and conversion character.
 struct Conversion {
-  std::string spec;  // from '%' to the conversion character, without the length modifier
+  std::string directive;  // '%', flags, width and precision: all but the length modifier and conversion
   std::string length;
   char conversion = 0;
 };
@@ -23,7 +23,7 @@ bool parseConversion(const char*& p, Conversion& out) {
     ++p;
     while (*p >= '0' && *p <= '9') ++p;
   }
-  out.spec.assign(start, p);
+  out.directive.assign(start, p);
   const char* lengthStart = p;
   while (*p && std::strchr("hlqjztL", *p)) ++p;
   out.length.assign(lengthStart, p);
@@ -32,21 +32,21 @@ bool parseConversion(const char*& p, Conversion& out) {
   return true;
 }
 
-// The one place that hands a run-time format to printf: each spec was parsed and
+// The one place that hands a run-time format to printf: each directive was parsed and
 // checked against its argument's kind above.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 template <typename T>
-void appendPrintf(std::string& out, const std::string& spec, T value) {
+void appendPrintf(std::string& out, const std::string& directive, T value) {
   char stack[128];
-  int n = std::snprintf(stack, sizeof stack, spec.c_str(), value);
+  int n = std::snprintf(stack, sizeof stack, directive.c_str(), value);
   if (n < 0) return;
   if (static_cast<std::size_t>(n) < sizeof stack) {
     out.append(stack, static_cast<std::size_t>(n));
     return;
   }
   std::string big(static_cast<std::size_t>(n) + 1, '\0');
-  std::snprintf(big.data(), big.size(), spec.c_str(), value);
+  std::snprintf(big.data(), big.size(), directive.c_str(), value);
   out.append(big.data(), static_cast<std::size_t>(n));
 }
 #pragma GCC diagnostic pop
@@ -61,29 +61,22 @@ bool appendInteger(std::string& out, const Conversion& c, const FormatArg& arg) 
     return false;
   }
   if (c.conversion == 'c') {
-    appendPrintf(out, c.spec + 'c', static_cast<int>(bits));
+    appendPrintf(out, c.directive + 'c', static_cast<int>(bits));
     return true;
   }
   const bool isSigned = c.conversion == 'd' || c.conversion == 'i';
-  const std::string spec = c.spec + "ll" + c.conversion;
   // Narrow to the width the length modifier names, as a C varargs call would.
   if (c.length.empty() || c.length == "h" || c.length == "hh") {
-    unsigned long long mask = c.length == "hh" ? 0xffULL : c.length == "h" ? 0xffffULL : 0xffffffffULL;
+    const unsigned long long mask = c.length == "hh" ? 0xffULL : c.length == "h" ? 0xffffULL : 0xffffffffULL;
     bits &= mask;
-    if (isSigned) {
-      long long v = static_cast<long long>(bits);
-      const unsigned long long signBit = (mask >> 1) + 1;
-      if (bits & signBit) v = static_cast<long long>(bits | ~mask);
-      appendPrintf(out, spec, v);
-    } else {
-      appendPrintf(out, spec, bits);
-    }
-    return true;
+    const unsigned long long signBit = (mask >> 1) + 1;
+    if (isSigned && (bits & signBit)) bits |= ~mask;
   }
+  const std::string wide = c.directive + "ll" + c.conversion;
   if (isSigned) {
-    appendPrintf(out, spec, static_cast<long long>(bits));
+    appendPrintf(out, wide, static_cast<long long>(bits));
   } else {
-    appendPrintf(out, spec, bits);
+    appendPrintf(out, wide, bits);
   }
   return true;
 }
@@ -114,19 +107,19 @@ std::optional<std::string> stringWithFormat(const char* format, std::span<const 
     switch (c.conversion) {
       case '@': {
         if (arg.kind() != FormatArg::Kind::Object) return std::nullopt;
-        appendPrintf(out, c.spec + 's', arg.objectValue().description().c_str());
+        appendPrintf(out, c.directive + 's', arg.objectValue().description().c_str());
         break;
       }
       case 's':
         if (arg.kind() != FormatArg::Kind::CString) return std::nullopt;
-        appendPrintf(out, c.spec + 's', arg.cstringValue() ? arg.cstringValue() : "(null)");
+        appendPrintf(out, c.directive + 's', arg.cstringValue() ? arg.cstringValue() : "(null)");
         break;
       case 'd': case 'i': case 'u': case 'o': case 'x': case 'X': case 'c':
         if (!appendInteger(out, c, arg)) return std::nullopt;
         break;
       case 'f': case 'F': case 'e': case 'E': case 'g': case 'G': case 'a': case 'A':
         if (arg.kind() != FormatArg::Kind::Real) return std::nullopt;
-        appendPrintf(out, c.spec + c.conversion, arg.realValue());
+        appendPrintf(out, c.directive + c.conversion, arg.realValue());
         break;
       default:
         return std::nullopt;
