@@ -11,7 +11,7 @@
 namespace platform::json {
 namespace {
 
-class Writer {
+class Writer : public codec::RefusingWriter {
  public:
   explicit Writer(std::string& out) : out_(out) {}
 
@@ -40,14 +40,7 @@ class Writer {
     return refuse("an unknown kind of value");
   }
 
-  std::string problem() const { return "JSON: cannot write " + what_ + " at " + route_.text(); }
-
  private:
-  bool refuse(std::string what) {
-    what_ = std::move(what);
-    return false;
-  }
-
   void indent(std::size_t level) { out_.append(2 * level, ' '); }
 
   bool string(std::string_view text) {
@@ -75,11 +68,6 @@ class Writer {
     }
     out_.push_back('"');
     return true;
-  }
-
-  bool enter(std::size_t level) {
-    if (level < codec::kMaxNestingDepth) return true;
-    return refuse("nesting deeper than " + std::to_string(codec::kMaxNestingDepth) + " levels");
   }
 
   // Between the brackets: a newline, the entries joined by ",\n", a newline.
@@ -128,8 +116,6 @@ class Writer {
   }
 
   std::string& out_;
-  std::string what_;
-  codec::ValueRoute route_;
 };
 
 }  // namespace
@@ -141,7 +127,7 @@ std::optional<Bytes> dataWithJSONObject(const Value& object, ErrorRef* error) {
   if (!object.asDictionary() && !object.asArray()) {
     problem = "JSON: the top-level object must be a dictionary or an array";
   } else if (!writer.value(object, 0)) {
-    problem = writer.problem();
+    problem = writer.problem("JSON");
   } else {
     return Bytes(out.begin(), out.end());
   }

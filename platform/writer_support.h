@@ -1,12 +1,14 @@
 // What the text writers (XML property lists, JSON, descriptions) share: an
-// integer's decimal text, and the route to the part of a value that a writer
-// refused, for its error message.
+// integer's decimal text, the route to the part of a value that a writer
+// refused, and the refusal itself, for the writer's error message.
 #pragma once
 
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "platform/codec_support.h"
 #include "platform/value.h"
 
 namespace platform::codec {
@@ -26,6 +28,33 @@ class ValueRoute {
 
  private:
   std::string steps_;
+};
+
+// The base of a writer that stops at the first value it cannot write: what it
+// refused is kept, and the route to it is filled in while the writer unwinds.
+class RefusingWriter {
+ public:
+  // "<format>: cannot write <what was refused> at <route>".
+  std::string problem(std::string_view format) const {
+    return std::string(format) + ": cannot write " + what_ + " at " + route_.text();
+  }
+
+ protected:
+  // Records `what`; false, for the writer to return.
+  bool refuse(std::string what) {
+    what_ = std::move(what);
+    return false;
+  }
+  // True for a container at `level` below the nesting cap; otherwise refuses it.
+  bool enter(std::size_t level) {
+    if (level < kMaxNestingDepth) return true;
+    return refuse("nesting deeper than " + std::to_string(kMaxNestingDepth) + " levels");
+  }
+
+  ValueRoute route_;
+
+ private:
+  std::string what_;
 };
 
 }  // namespace platform::codec

@@ -31,7 +31,7 @@ bool xmlCanCarry(std::string_view text) {
          text.find("\xEF\xBF\xBF") == std::string_view::npos;
 }
 
-class Writer {
+class Writer : public codec::RefusingWriter {
  public:
   explicit Writer(std::string& out) : out_(out) {}
 
@@ -60,14 +60,7 @@ class Writer {
     return refuse("an unknown kind of value");
   }
 
-  std::string problem() const { return "XML property list: cannot write " + what_ + " at " + route_.text(); }
-
  private:
-  bool refuse(std::string what) {
-    what_ = std::move(what);
-    return false;
-  }
-
   void indent(std::size_t level) { out_.append(level, '\t'); }
 
   bool leaf(std::size_t level, std::string_view tag, std::string_view body) {
@@ -105,11 +98,6 @@ class Writer {
     }
     indent(level);
     out_.append("</data>\n");
-  }
-
-  bool enter(std::size_t level) {
-    if (level < codec::kMaxNestingDepth) return true;
-    return refuse("nesting deeper than " + std::to_string(codec::kMaxNestingDepth) + " levels");
   }
 
   bool array(const Array& items, std::size_t level) {
@@ -151,8 +139,6 @@ class Writer {
   }
 
   std::string& out_;
-  std::string what_;
-  codec::ValueRoute route_;
 };
 
 }  // namespace
@@ -161,7 +147,7 @@ std::optional<Bytes> write(const Value& plist, std::string& problem) {
   std::string out(kPrologue);
   Writer writer(out);
   if (!writer.value(plist, 0)) {
-    problem = writer.problem();
+    problem = writer.problem("XML property list");
     return std::nullopt;
   }
   out.append(kEpilogue);
