@@ -1,5 +1,5 @@
 // Requests as the scheduler takes them: "auth" checked for every message that
-// needs rights, malformed requests refused, and a record kept of each.
+// needs rights, malformed requests refused.
 #include "scheduler_test_support.h"
 
 namespace testing_support {
@@ -9,7 +9,7 @@ using platform::Value;
 
 class SchedulerRequests : public SchedulerClientTest {};
 
-TEST_F(SchedulerRequests, WithoutAuthOnlyReadsAreAnsweredAndAllAreRecorded) {
+TEST_F(SchedulerRequests, WithoutAuthOnlyReadsAreAnswered) {
   std::shared_ptr<QHVHelperMessager> catalogue = QHVHelperMessager::init();
   const platform::Dictionary before = scheduler().settings();
   for (QHVHelperMessage message = 0; message <= QHVHelperMessageLast; ++message) {
@@ -22,13 +22,6 @@ TEST_F(SchedulerRequests, WithoutAuthOnlyReadsAreAnsweredAndAllAreRecorded) {
     }
   }
   EXPECT_EQ(scheduler().settings(), before);
-  const std::vector<RecordedRequest> requests = scheduler().requests();
-  ASSERT_EQ(requests.size(), static_cast<std::size_t>(QHVHelperMessageLast) + 1);
-  for (QHVHelperMessage message = 0; message <= QHVHelperMessageLast; ++message) {
-    EXPECT_EQ(requests[message].message, message);
-    EXPECT_FALSE(requests[message].payload || requests[message].authPresent || requests[message].authValid) << message;
-    EXPECT_EQ(requests[message].uid, 0u);
-  }
 }
 
 TEST_F(SchedulerRequests, OnlyAnAuthRootMadeForTheRightsIsAccepted) {
@@ -52,6 +45,7 @@ TEST_F(SchedulerRequests, OnlyAnAuthRootMadeForTheRightsIsAccepted) {
   EXPECT_TRUE(send(QHVHelperMessageDisable, {}, &error));
   EXPECT_EQ(error, nullptr);
   EXPECT_EQ(scheduler().settings().get("Disabled"), Value::integer(1));
+  // The record that end-to-end runs rely on tells the forgeries from the real one.
   const std::vector<RecordedRequest> requests = scheduler().requests();
   ASSERT_EQ(requests.size(), 5u);
   for (std::size_t i = 0; i < requests.size(); ++i) {
@@ -60,15 +54,16 @@ TEST_F(SchedulerRequests, OnlyAnAuthRootMadeForTheRightsIsAccepted) {
   }
 }
 
-TEST_F(SchedulerRequests, MalformedRequestsAreRefusedAndRecorded) {
+TEST_F(SchedulerRequests, MalformedRequestsAreRefused) {
   const Value settings = Value::integer(QHVHelperMessageGetSettings);
+  const Value past = Value::integer(QHVHelperMessageLast + 1);
   // Each is refused with messager code 3, "message" set when the request named one.
   const std::pair<platform::Dictionary, Value> malformed[] = {
-      {{{"message", settings}, {"payload", Value::data({'{', '('})}}, settings},                 // payload no property list
-      {{{"message", Value::integer(QHVHelperMessageLast + 1)}}, Value::integer(QHVHelperMessageLast + 1)},  // past the catalogue
-      {{{"message", Value::integer(-1)}}, Value::integer(-1)},                                  // before it
-      {{{"message", Value::string("1")}}, Value()},                                             // number as text
-      {{}, Value()},                                                                            // no message at all
+      {{{"message", settings}, {"payload", Value::data({'{', '('})}}, settings},  // payload no property list
+      {{{"message", past}}, past},                                                 // past the catalogue
+      {{{"message", Value::integer(-1)}}, Value::integer(-1)},                     // before it
+      {{{"message", Value::string("1")}}, Value()},                                // number as text
+      {{}, Value()},                                                               // no message at all
   };
   for (const auto& [request, message] : malformed) {
     SCOPED_TRACE(Value::dictionary(request).description());
@@ -78,12 +73,6 @@ TEST_F(SchedulerRequests, MalformedRequestsAreRefusedAndRecorded) {
       EXPECT_EQ(error->userInfo.get("message"), message);
     }
   }
-  const std::vector<RecordedRequest> requests = scheduler().requests();
-  ASSERT_EQ(requests.size(), 5u);
-  EXPECT_TRUE(requests[0].payloadUnreadable);
-  EXPECT_FALSE(requests[0].payload);
-  EXPECT_EQ(requests[1].message, QHVHelperMessageLast + 1);
-  EXPECT_FALSE(requests[4].message);
 }
 
 }  // namespace
