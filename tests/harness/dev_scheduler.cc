@@ -11,18 +11,12 @@ namespace {
 using platform::Value;
 namespace files = dev_scheduler;
 
-// The faults-file form of `error`: its cause nested under "Underlying".
+// The faults-file form of `error`.
 platform::Dictionary errorEntry(const platform::Error& error) {
-  platform::Dictionary entry{{files::kFaultKindKey, Value::string(files::kFaultReplyError)},
-                             {files::kFaultDomainKey, Value::string(error.domain)},
-                             {files::kFaultCodeKey, Value::integer(error.code)}};
-  platform::Dictionary userInfo = error.userInfo;
-  userInfo.erase(platform::NSUnderlyingErrorKey);
-  entry.set(files::kFaultUserInfoKey, Value::dictionary(std::move(userInfo)));
-  if (const platform::ErrorRef cause = error.underlyingError()) {
-    entry.set(files::kFaultUnderlyingKey, Value::dictionary(errorEntry(*cause)));
-  }
-  return entry;
+  return {{files::kFaultKindKey, Value::string(files::kFaultReplyError)},
+          {files::kFaultDomainKey, Value::string(error.domain)},
+          {files::kFaultCodeKey, Value::integer(error.code)},
+          {files::kFaultUserInfoKey, Value::dictionary(error.userInfo)}};
 }
 
 RecordedRequest recordedRequest(const platform::Dictionary& record) {
@@ -31,10 +25,8 @@ RecordedRequest recordedRequest(const platform::Dictionary& record) {
     request.message = message->int64Value();
   }
   request.payload = record.get(files::kRecordPayloadKey);
-  request.payloadUnreadable = record.get(files::kRecordPayloadUnreadableKey).boolValue();
   request.authPresent = record.get(files::kRecordAuthPresentKey).boolValue();
   request.authValid = record.get(files::kRecordAuthValidKey).asBoolean();
-  request.uid = static_cast<uid_t>(record.get(files::kRecordPeerUIDKey).int64Value());
   return request;
 }
 
@@ -47,7 +39,8 @@ platform::Dictionary dictionaryOf(const Value& value) {
 SchedulerFault faultOfKind(const char* kind) { return {{files::kFaultKindKey, Value::string(kind)}}; }
 
 SchedulerFault replyPayloadFault(platform::Value payload) {
-  return {{files::kFaultKindKey, Value::string(files::kFaultReplyPayload)}, {files::kFaultPayloadKey, std::move(payload)}};
+  return {{files::kFaultKindKey, Value::string(files::kFaultReplyPayload)},
+          {files::kFaultPayloadKey, std::move(payload)}};
 }
 
 SchedulerFault replyErrorFault(const platform::ErrorRef& error) { return errorEntry(*error); }
@@ -85,7 +78,9 @@ platform::Value DevScheduler::read(const char* file) const {
 
 void DevScheduler::write(const char* file, const platform::Value& value) const {
   platform::ErrorRef error;
-  if (!files::writeStateFile(statePath(file), value, &error)) ADD_FAILURE() << LKSError::localizedDescriptionForError(error);
+  if (!files::writeStateFile(statePath(file), value, &error)) {
+    ADD_FAILURE() << LKSError::localizedDescriptionForError(error);
+  }
 }
 
 std::vector<RecordedRequest> DevScheduler::requests() const {
@@ -111,8 +106,6 @@ void DevScheduler::setFault(QHVHelperMessage message, const SchedulerFault& faul
   faults.set(std::to_string(message), Value::dictionary(fault));
   write(files::kFaultsFile, Value::dictionary(std::move(faults)));
 }
-
-void DevScheduler::clearFaults() { ::unlink(statePath(files::kFaultsFile).c_str()); }
 
 RunResult runScheduler(const std::vector<std::string>& args, const RunOptions& options) {
   return runProgram(QHV_SCHEDULER_PATH, args, options);

@@ -1,15 +1,9 @@
-// The development scheduler as tests use it: started in the background over a
-// fresh state directory, serving where the tool looks for it in the current
-// sandbox, stopped at the end; what it recorded, its settings, the update it
-// offers and the faults it injects, read and set through the files of its
-// state directory while it serves (scheduler/state_files.h).
-//
-// A scheduler that cannot be started or stopped, or a state file that cannot
-// be read or written, is reported as a test failure. Outside a sandbox it is
-// not started at all: SchedulerTest makes one once its sandbox is entered.
+// The development scheduler as tests use it: started over a fresh state
+// directory where the tool looks for it in the current sandbox (never outside
+// one), stopped at the end; what it recorded, its settings, the update it
+// offers and the faults it injects go through its state files. Whatever of
+// this fails is reported as a test failure.
 #pragma once
-
-#include <sys/types.h>
 
 #include <cstdint>
 #include <optional>
@@ -27,10 +21,8 @@ namespace testing_support {
 struct RecordedRequest {
   std::optional<std::int64_t> message;  // nullopt when it named none
   platform::Value payload;              // absent when none came or it did not parse
-  bool payloadUnreadable = false;       // a payload came that did not parse
   bool authPresent = false;
   std::optional<bool> authValid;  // checked only when the message needs rights and "auth" came
-  uid_t uid = 0;
 };
 
 // What the scheduler answers to one message instead of carrying it out: an
@@ -38,8 +30,7 @@ struct RecordedRequest {
 using SchedulerFault = platform::Dictionary;
 // A reply whose payload is `payload` (any property list).
 SchedulerFault replyPayloadFault(platform::Value payload);
-// A reply carrying `error` and its chain of causes (their user info must be
-// property lists, apart from the causes).
+// A reply carrying `error`, whose user info must be a property list.
 SchedulerFault replyErrorFault(const platform::ErrorRef& error);
 // A fault that needs nothing but its kind, one of the dev_scheduler::kFault names.
 SchedulerFault faultOfKind(const char* kind);
@@ -74,9 +65,8 @@ class DevScheduler {
   // answers that the installed version is the latest.
   void setAvailableUpdate(const std::string& humanVersion, std::int64_t version);
 
-  // Makes `message` answered by `fault` from its next request on; clearFaults takes all back.
+  // Makes `message` answered by `fault` from its next request on.
   void setFault(QHVHelperMessage message, const SchedulerFault& fault);
-  void clearFaults();
 
  private:
   // Runs the scheduler's `command` for this state directory; false, reported, when it fails.

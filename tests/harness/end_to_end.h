@@ -22,12 +22,10 @@ inline std::string mountNamespace() {
   return ::readlink("/proc/thread-self/ns/mnt", name, sizeof name - 1) > 0 ? name : "";
 }
 
-// The namespace the test program began in, taken as it is loaded, before any
-// test enters a sandbox.
+// The namespace the test program began in, before any test entered a sandbox.
 inline const std::string kStartingMountNamespace = mountNamespace();
 
-// True on a thread that has entered a sandbox: helpers that would write to
-// the machine's own paths act only there.
+// True on a thread inside a sandbox, the only place where helpers write to system paths.
 inline bool inSandbox() { return !kStartingMountNamespace.empty() && mountNamespace() != kStartingMountNamespace; }
 
 class EndToEndTest : public ::testing::Test {

@@ -21,7 +21,6 @@ class PrivateServiceDirectory {
   ~PrivateServiceDirectory();
   PrivateServiceDirectory(const PrivateServiceDirectory&) = delete;
   PrivateServiceDirectory& operator=(const PrivateServiceDirectory&) = delete;
-  const std::string& path() const { return directory_.path(); }
 
  private:
   TempDir directory_;

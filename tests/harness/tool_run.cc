@@ -38,9 +38,8 @@ std::vector<char*> pointers(std::vector<std::string>& strings) {
   return out;
 }
 
-// A file in memory holding `contents`, read from its start. The child's
-// streams are such files rather than pipes: nothing to pump while it runs, and
-// what its own children write lands in order in the same file.
+// A file in memory holding `contents`, read from its start: as a child's stream,
+// nothing to pump while it runs, and its own children's output lands in order.
 int memoryFile(const std::string& contents) {
   const int fd = ::memfd_create("qhv-test-stream", MFD_CLOEXEC);
   if (fd < 0 || ::write(fd, contents.data(), contents.size()) != static_cast<ssize_t>(contents.size()) ||

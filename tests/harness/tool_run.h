@@ -26,10 +26,8 @@ struct RunResult {
   int signal = 0;       // the signal that ended it, otherwise 0
 };
 
-// Runs `path` with `args` (after argv[0]) in a small fixed environment (PATH,
-// HOME, LANG=C, TZ=UTC) and waits for it, killing it after 60 seconds. A
-// program that cannot be started exits with 127. What the program's own
-// children write after it ended may be missing.
+// Runs `path` with `args` (after argv[0]) in a small fixed environment (PATH, HOME,
+// LANG=C, TZ=UTC) and waits for it, killing it after 60 seconds; 127 when it cannot start.
 RunResult runProgram(const std::string& path, const std::vector<std::string>& args,
                      const RunOptions& options = {});
 

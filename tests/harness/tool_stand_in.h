@@ -1,13 +1,9 @@
-// Recording stand-ins for the system tools that the tool runs, put at the
-// tools' own paths inside the current sandbox and nowhere else. A directory
-// bound from the machine (/usr/bin, /usr/sbin) is first covered by an overlay
-// whose writable layer lives on the sandbox's fresh /run, so the machine's
-// directory is never written and the stand-in vanishes with the sandbox;
-// /Library, fresh in every sandbox, is written directly.
-//
-// When run, a stand-in records, in /run/qhv-tool-records, what the accessors
-// below return; it then writes one line to standard output and one to standard
-// error, and runs its behaviour (shell commands).
+// Recording stand-ins for the system tools that the tool runs, put at their own
+// paths inside the current sandbox only: /usr/bin and /usr/sbin are first
+// covered by an overlay whose writable layer is on the sandbox's fresh /run;
+// /Library, fresh in every sandbox, is written directly. When run, a stand-in
+// records what the accessors below return, writes one line to standard output
+// and one to standard error, then runs its behaviour (shell commands).
 #pragma once
 
 #include <optional>
