@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <filesystem>
 
 #include "log/log_test_fixture.h"
 
@@ -70,41 +71,28 @@ TEST(LocalizedDescriptionForError, JoinsTheChainOutermostFirstWithOneSpaceUpToTh
 
 class ErrorLoggingTest : public log_testing::LogFacilityTest {};
 
+// On an older system the entry goes to the legacy log, info there as a warning.
 TEST_F(ErrorLoggingTest, AnErrorIsLoggedOnceWhenMadeAsItsWholeChainAtItsLevel) {
-  init(/*unified=*/true);
-  const ErrorRef canceled = LKSError::errorWithDomain(LKSAuthorizationErrorDomain, 0, {});
-  const platform::Dictionary userInfo{{"message", Value::integer(3)},
-                                      {platform::NSUnderlyingErrorKey, Value::error(canceled)}};
-  const ErrorRef outer = LKSError::errorWithDomain(LKSMessagerErrorDomain, 0, userInfo);
-  EXPECT_EQ(*outer, *Error::make(LKSMessagerErrorDomain, 0, userInfo));  // made exactly as given
-  LKSError::errorWithDomain(QHVErrorDomain, QHVErrorUnknownKey, {{"key", Value::string("%@ %s %n")}});
-
   const char* const lines[] = {"User canceled authentication.",
                                "Could not authorize message (3). User canceled authentication.",
                                "Unknown key: '%@ %s %n'."};  // text, never a format
-  const std::vector<log_testing::UnifiedEntry> entries = unified_.entries();
-  ASSERT_EQ(entries.size(), 3u);
-  const std::uint8_t levels[] = {LKSLogLevelInfo, LKSLogLevelError, LKSLogLevelError};
-  for (std::size_t i = 0; i < 3; ++i) {
-    EXPECT_EQ(entries[i].log, lks_log);
-    EXPECT_EQ(entries[i].type, levels[i]);
-    EXPECT_EQ(entries[i].message, lines[i]);
+  for (bool unified : {true, false}) {
+    init(unified);
+    const ErrorRef canceled = LKSError::errorWithDomain(LKSAuthorizationErrorDomain, 0, {});
+    const platform::Dictionary userInfo{{"message", Value::integer(3)},
+                                        {platform::NSUnderlyingErrorKey, Value::error(canceled)}};
+    const ErrorRef outer = LKSError::errorWithDomain(LKSMessagerErrorDomain, 0, userInfo);
+    EXPECT_EQ(*outer, *Error::make(LKSMessagerErrorDomain, 0, userInfo));  // made exactly as given
+    LKSError::errorWithDomain(QHVErrorDomain, QHVErrorUnknownKey, {{"key", Value::string("%@ %s %n")}});
+    EXPECT_EQ(readLog("ctl.log"), expectedLine(lines[0]) + expectedLine(lines[1]) + expectedLine(lines[2]));
+    LKSLogResetForTesting();
+    std::filesystem::remove(logFile("ctl.log"));
   }
-  EXPECT_TRUE(legacy_.entries().empty());
-  EXPECT_EQ(readLog("ctl.log"), expectedLine(lines[0]) + expectedLine(lines[1]) + expectedLine(lines[2]));
-}
-
-TEST_F(ErrorLoggingTest, OlderSystemsGetOneLegacyEntryOfTheErrorsLevel) {
-  init(/*unified=*/false);
-  LKSError::errorWithDomain(LKSAuthorizationErrorDomain, 0, {});     // info: a warning there
-  LKSError::errorWithDomain(LKSInstallerPackageErrorDomain, 1, {});  // error
-  const std::vector<log_testing::LegacyEntry> entries = legacy_.entries();
-  ASSERT_EQ(entries.size(), 2u);
-  EXPECT_EQ(entries[0].level + ": " + entries[0].message, "Warning: User canceled authentication.");
-  EXPECT_EQ(entries[1].level + ": " + entries[1].message, "Error: Installer package is not signed.");
-  EXPECT_TRUE(unified_.entries().empty());
-  EXPECT_EQ(readLog("ctl.log"),
-            expectedLine("User canceled authentication.") + expectedLine("Installer package is not signed."));
+  const std::string facility = "com.larkspan.quillhaven ";
+  EXPECT_EQ(unified_.entries(), (log_testing::Lines{std::string("ctl 1 ") + lines[0], std::string("ctl 16 ") + lines[1],
+                                                    std::string("ctl 16 ") + lines[2]}));
+  EXPECT_EQ(legacy_.entries(), (log_testing::Lines{facility + "Warning " + lines[0], facility + "Error " + lines[1],
+                                                   facility + "Error " + lines[2]}));
 }
 
 }  // namespace

@@ -31,12 +31,8 @@ TEST_F(LogRoutingTest, UnifiedSystemTakesEveryLevelAsTheEntryTypeBesideTheFile) 
   ASSERT_TRUE(LKSLOG_UNIFIED);
   EXPECT_EQ(lks_log->subsystem() + " " + lks_log->category(), "com.larkspan.quillhaven ctl");
   logEveryLevel();
-  std::vector<std::string> entries;
-  for (const UnifiedEntry& entry : unified_.entries()) {
-    EXPECT_EQ(entry.log, lks_log);
-    entries.push_back(std::to_string(entry.type) + " " + entry.message);
-  }
-  EXPECT_EQ(entries, (std::vector<std::string>{"0 entry x at 0", "1 entry x at 1", "2 entry x at 2", "16 entry x at 16"}));
+  EXPECT_EQ(unified_.entries(), (Lines{"ctl 0 entry x at 0", "ctl 1 entry x at 1", "ctl 2 entry x at 2",
+                                       "ctl 16 entry x at 16"}));
   EXPECT_TRUE(legacy_.entries().empty());
 }
 
@@ -45,11 +41,9 @@ TEST_F(LogRoutingTest, OlderSystemSendsAllButDebugToTheLegacyLogBesideTheFile) {
   EXPECT_FALSE(LKSLOG_UNIFIED);
   logEveryLevel();
   _LKSLogSync();
-  std::vector<std::string> entries;
-  for (const LegacyEntry& entry : legacy_.entries()) entries.push_back(entry.facility + " " + entry.level + " " + entry.message);
-  EXPECT_EQ(entries, (std::vector<std::string>{"com.larkspan.quillhaven Warning entry x at 0",
-                                               "com.larkspan.quillhaven Warning entry x at 1",
-                                               "com.larkspan.quillhaven Error entry x at 16"}));
+  EXPECT_EQ(legacy_.entries(), (Lines{"com.larkspan.quillhaven Warning entry x at 0",
+                                      "com.larkspan.quillhaven Warning entry x at 1",
+                                      "com.larkspan.quillhaven Error entry x at 16"}));
   EXPECT_TRUE(unified_.entries().empty());
 }
 

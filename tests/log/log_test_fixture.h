@@ -19,48 +19,41 @@
 
 namespace log_testing {
 
-struct UnifiedEntry {
-  const platform::UnifiedLog* log;
-  std::uint8_t type;
-  std::string message;
-};
-struct LegacyEntry {
-  std::string facility, level, message;
-};
+using Lines = std::vector<std::string>;
 
-// The entries a sink was given, from any thread.
-template <typename Entry>
-struct Recorded {
-  std::vector<Entry> entries() {
+// What a sink was given, one line of text per entry, from any thread.
+struct RecordedEntries {
+  std::vector<std::string> entries() {
     std::lock_guard lock(mutex);
     return recorded;
   }
-  void add(Entry entry) {
+  void add(std::string entry) {
     std::lock_guard lock(mutex);
     recorded.push_back(std::move(entry));
   }
   std::mutex mutex;
-  std::vector<Entry> recorded;
+  std::vector<std::string> recorded;
 };
 
-struct RecordingUnifiedSink : platform::UnifiedLogSink, Recorded<UnifiedEntry> {
+// "<category> <type> <message>", the category of the default handle read as "default".
+struct RecordingUnifiedSink : platform::UnifiedLogSink, RecordedEntries {
   void send(const platform::UnifiedLog& log, std::uint8_t type, std::string_view message) override {
-    add({&log, type, std::string(message)});
+    add((log.category().empty() ? "default" : log.category()) + " " + std::to_string(type) + " " +
+        std::string(message));
   }
 };
 
-struct RecordingLegacySink : platform::LegacyLogSink, Recorded<LegacyEntry> {
+// "<facility> <level> <message>".
+struct RecordingLegacySink : platform::LegacyLogSink, RecordedEntries {
   void send(const std::string& facility, const platform::Dictionary& record) override {
-    add({facility, *record.get(platform::ASL_KEY_LEVEL).asString(), *record.get(platform::ASL_KEY_MSG).asString()});
+    add(facility + " " + *record.get(platform::ASL_KEY_LEVEL).asString() + " " +
+        *record.get(platform::ASL_KEY_MSG).asString());
   }
 };
 
 class LogFacilityTest : public ::testing::Test {
  protected:
   LogFacilityTest() {
-    for (const char* name : {"HOME", "TZ"}) {
-      if (const char* value = std::getenv(name)) savedEnvironment_.emplace_back(name, value);
-    }
     setenv("HOME", home_.path().c_str(), 1);
     setenv("TZ", "XYZ-1", 1);  // one hour east of UTC, without needing time-zone files
     platform::UserIds::setForTesting(&user_);
@@ -77,7 +70,6 @@ class LogFacilityTest : public ::testing::Test {
     platform::LegacyLogClient::setSinkForTesting(nullptr);
     unsetenv("HOME");
     unsetenv("TZ");
-    for (const auto& [name, value] : savedEnvironment_) setenv(name.c_str(), value.c_str(), 1);
   }
 
   // Sets the facility up as the tool does, on the first system with the
@@ -102,7 +94,6 @@ class LogFacilityTest : public ::testing::Test {
   std::optional<platform::FixedProcessInfo> system_;
   RecordingUnifiedSink unified_;
   RecordingLegacySink legacy_;
-  std::vector<std::pair<std::string, std::string>> savedEnvironment_;
 };
 
 }  // namespace log_testing

@@ -63,12 +63,8 @@ TEST_F(XPCClientTest, ReplacedAfterInvalidationKeptAfterInterruption) {
   EXPECT_EQ(client_->connection(), second);
 
   // The invalidation at the error level, the interruption at the debug level, which no legacy log sees.
-  const std::vector<log_testing::UnifiedEntry> entries = unified_.entries();
-  ASSERT_EQ(entries.size(), 2u);
-  EXPECT_EQ(entries[0].message, "Connection became invalid with server.");
-  EXPECT_EQ(entries[0].type, LKSLogLevelError);
-  EXPECT_EQ(entries[1].message, "Connection interrupted with server.");
-  EXPECT_EQ(entries[1].type, LKSLogLevelDebug);
+  EXPECT_EQ(unified_.entries(), (log_testing::Lines{"ctl 16 Connection became invalid with server.",
+                                                    "ctl 2 Connection interrupted with server."}));
   EXPECT_EQ(readLog("ctl.log"),
             expectedLine("Connection became invalid with server.") + expectedLine("Connection interrupted with server."));
   finish(*client_);
