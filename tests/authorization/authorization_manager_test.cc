@@ -134,11 +134,11 @@ TEST_F(AuthorizationManagerTest, EveryFailureHasItsCodeAndUserInfoAndHoldsNothin
 
 TEST_F(AuthorizationManagerTest, ValidationCountsOnlyHeldRightsAndOneIsEnough) {
   services_.answers["r.b"] = errAuthorizationSuccess;
-  Bytes data(40);  // only the first 32 bytes are the form
-  std::iota(data.begin(), data.end(), 0);
+  Bytes data(std::begin(services_.externalForm.bytes), std::end(services_.externalForm.bytes));
+  data.resize(40, 0xff);  // only the first 32 bytes are the form
   EXPECT_TRUE(LKSAuthorizationManager::validateAuthorizationExternalData(data, names({"r.a", "r.b", "r.c"}), nullptr));
-  EXPECT_EQ(services_.calls, (Lines{"from(000102030405060708090a0b0c0d0e0f101112131415161718191a1b1c1d1e1f) #1",
-                                    "copy(#1, [r.a], null, 0)", "copy(#1, [r.b], null, 0)", "free(#1, 0)"}));
+  EXPECT_EQ(services_.calls, (Lines{"from(form) #1", "copy(#1, [r.a], null, 0)", "copy(#1, [r.b], null, 0)",
+                                    "free(#1, 0)"}));
 }
 
 TEST_F(AuthorizationManagerTest, SetRightsInstallsEachDefinitionUnchangedInOrder) {
