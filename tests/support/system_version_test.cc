@@ -20,13 +20,11 @@ TEST(SystemVersion, NamedVersionsAskForTenPointTenPlusTheirValueAndExplicitOnesC
   const Case cases[] = {
       {{{10, 11, 6}}, LKSSystemVersion10_12, {}, false},  // no unified log yet
       {{{10, 12, 0}}, LKSSystemVersion10_12, {}, true},
-      {{{11, 0, 0}}, LKSSystemVersion10_12, {}, true},
-      {{{10, 12, 6}}, LKSSystemVersion10_13, {}, false},
       {{{10, 15, 0}}, LKSSystemVersion10_15, {}, true},
       {{{10, 0, 0}}, 6, {}, true},  // from 6 on: 10.0.0
       {{{9, 99, 0}}, 1000, {}, false},
       {kNoVersionQuery, LKSSystemVersion10_10, {}, false},
-      {kNoVersionQuery, 6, {}, false},
+      {kNoVersionQuery, 6, {}, false},  // no named version at all without the query
       {{{10, 12, 3}}, {}, {10, 12, 4}, false},
       {{{10, 12, 3}}, {}, {10, 11, 99}, true},
       {{{10, 99, 9}}, {}, {11, 0, 0}, false},
