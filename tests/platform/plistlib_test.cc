@@ -125,11 +125,6 @@ TEST(Plistlib, EachReadsWhatTheOtherWrites) {
     const Value document = propertyListWithData(load(theirs), &format, &error);
     ASSERT_TRUE(document.asDictionary()) << theirs << ": " << error->localizedDescription();
     EXPECT_EQ(format, read);
-    // The edges, stated here too, so that no reading is taken on trust.
-    const Array& integers = *document.asDictionary()->get("integers").asArray();
-    EXPECT_EQ(integers[7], Value::integer(INT64_MIN));
-    EXPECT_EQ(integers[9], Value::unsignedInteger(UINT64_MAX));
-    EXPECT_EQ((*document.asDictionary()->get("dates").asArray())[0], Value::date(Date::fromUnixTime(-2208988800)));
     save(ours, dataWithPropertyList(document, written, &error));
   }
   ErrorRef failure;
