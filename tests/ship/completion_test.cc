@@ -102,7 +102,6 @@ TEST(Completion, OffersOnlyMatchingWordsToEveryUserAndNeverRunsTheTool) {
   options.asUser = ::geteuid() == 0;
   EXPECT_EQ(complete({"backups", "mode", "Cal"}, options), "CalendarIntervals");
   EXPECT_EQ(complete({"backups", "mode", "cal"}, options), "") << "matched with case";
-  EXPECT_EQ(complete({"enable", "updates", "backups", ""}, options), "snapshots");
   EXPECT_EQ(complete({"backups", "enabled", "yes", ""}, options), "") << "nothing past the last argument";
   EXPECT_FALSE(testing_support::readFile(place.file("tool-was-run")));
 }

@@ -1,6 +1,5 @@
-// The manual page, as groff formats it, against the command table: every
-// command of the usage has one entry whose tag is its synopsis and whose text
-// begins with its description and carries the notes its row asks for.
+// The manual page, as groff formats it, against the command table: one entry per
+// command of the usage, tagged with its synopsis, its text its description and notes.
 #include <map>
 #include <sstream>
 

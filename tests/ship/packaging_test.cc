@@ -1,6 +1,5 @@
-// Installing and packaging this build: cmake --install staged under DESTDIR
-// as a packager does, and the Debian package made with CPack (cpack -G DEB),
-// its control fields, its contents, and the packaged tool run as an ordinary user.
+// Installing this build under DESTDIR as a packager does, and its Debian package:
+// control fields, contents, and the packaged tool run as an ordinary user.
 #include "harness/temp_dir.h"
 #include "sandbox/sandbox.h"
 #include "ship/shipping.h"

@@ -1,6 +1,5 @@
-// What the packaging tests share: the shipped files in the source tree, the
-// build directory being packaged, the system programs the tests run, and how
-// an installation must look.
+// What the shipping tests share: the shipped source files, the system programs
+// they run, and how an installation must look.
 #pragma once
 
 #include <gtest/gtest.h>
