@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include "harness/captured_stdout.h"
+#include "harness/saved_environment.h"
 
 namespace {
 
@@ -16,11 +17,8 @@ class Printers : public ::testing::Test {
     setenv("LC_ALL", "C", 1);
     tzset();
   }
-  ~Printers() override {
-    unsetenv("TZ");
-    unsetenv("LC_ALL");
-    tzset();
-  }
+  const testing_support::SavedEnvironment environment_{"TZ", "LC_ALL"};
+
   template <typename Print>
   static std::string printed(Print print) {
     testing_support::CapturedStdout captured;

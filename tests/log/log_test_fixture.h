@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 
+#include "harness/saved_environment.h"
 #include "harness/temp_dir.h"
 #include "log/log.h"
 #include "log/log_testing.h"
@@ -68,8 +69,6 @@ class LogFacilityTest : public ::testing::Test {
     platform::ProcessInfo::setForTesting(nullptr);
     platform::UnifiedLog::setSinkForTesting(nullptr);
     platform::LegacyLogClient::setSinkForTesting(nullptr);
-    unsetenv("HOME");
-    unsetenv("TZ");
   }
 
   // Sets the facility up as the tool does, on the first system with the
@@ -88,6 +87,7 @@ class LogFacilityTest : public ::testing::Test {
     return std::string(date) + " ctl[" + std::to_string(getpid()) + "] " + message + "\n";
   }
 
+  const testing_support::SavedEnvironment environment_{"HOME", "TZ"};
   testing_support::TempDir home_;
   platform::FixedUserIds user_{501, 501};
   platform::FixedClock clock_{platform::Date::fromUnixTime(1609834023.0)};

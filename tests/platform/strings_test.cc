@@ -4,9 +4,9 @@
 #include <pwd.h>
 
 #include <cstdlib>
-#include <optional>
 #include <string>
 
+#include "harness/saved_environment.h"
 #include "harness/temp_dir.h"
 #include "platform/user_ids.h"
 
@@ -38,13 +38,9 @@ std::string rootHome() { return getpwuid(0)->pw_dir; }
 // Tests that set HOME or the user ids put them back.
 class Home : public testing::Test {
  protected:
-  ~Home() override {
-    saved_ ? setenv("HOME", saved_->c_str(), 1) : unsetenv("HOME");
-    UserIds::setForTesting(nullptr);
-  }
+  ~Home() override { UserIds::setForTesting(nullptr); }
 
-  const char* home_ = std::getenv("HOME");
-  std::optional<std::string> saved_ = home_ ? std::optional<std::string>(home_) : std::nullopt;
+  const testing_support::SavedEnvironment environment_{"HOME"};
 };
 
 TEST_F(Home, StandardizingPaths) {
