@@ -58,6 +58,7 @@ TEST(BinaryPlistReader, HostileInputs) {
   const struct {
     const char* why;
     std::string file;
+    const char* says = "";  // where the refusal must name the check that caught it
   } kBad[] = {
       {"header only", "bplist00"},
       {"wrong magic", "bplist01" + one.substr(8)},
@@ -69,7 +70,7 @@ TEST(BinaryPlistReader, HostileInputs) {
       {"offset table past the trailer", patched(-1, b({200}))},
       {"object count overflows the table size", patched(-26, b({8, 1}) + bigEndian(UINT64_MAX / 8 + 2, 8))},
       {"object offset on the offset table", patched(-33, b({9}))},
-      {"reference past the object count", plist({b({0xA1, 2}), b({0x09})})},
+      {"reference past the object count", plist({b({0xA1, 2}), b({0x09})}), "past the object count 2"},
       {"cycle through two arrays", plist({b({0xA1, 1}), b({0xA1, 0})})},
       {"array count of 2^64-1", plist({b({0xAF, 0x13}) + huge, b({0x09})})},
       {"dictionary count of 2^63", plist({b({0xDF, 0x13, 0x80}) + std::string(7, '\0')})},
@@ -92,6 +93,7 @@ TEST(BinaryPlistReader, HostileInputs) {
     std::string problem;
     EXPECT_FALSE(binary_plist::read(Bytes(bad.file.begin(), bad.file.end()), problem)) << bad.why;
     EXPECT_TRUE(problem.starts_with("binary property list: ")) << bad.why << ": " << problem;
+    EXPECT_NE(problem.find(bad.says), std::string::npos) << bad.why << ": " << problem;
   }
 }
 
