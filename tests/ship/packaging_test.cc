@@ -9,7 +9,7 @@ namespace {
 using testing_support::RunResult;
 using testing_support::runProgram;
 
-TEST(Install, StagesTheToolItsManualPageAndItsCompletionBelowThePrefixAndNothingElse) {
+TEST(Install, StagesTheToolItsManualPageAndItsCompletionsBelowThePrefixAndNothingElse) {
   testing_support::TempDir stage;
   testing_support::RunOptions options;
   options.environment = {"DESTDIR=" + stage.path()};

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <map>
 #include <set>
 
 #include "harness/files.h"
@@ -30,21 +31,28 @@ inline std::string describe(const testing_support::RunResult& run) {
 }
 
 // Checks the files under `root`: exactly the tool, its manual page compressed
-// as Debian keeps manual pages and its bash completion, under `prefix`, the
-// page and the completion those of the source tree.
+// as Debian keeps manual pages and its completions for bash, zsh and fish,
+// under `prefix`, the page and the completions those of the source tree.
 inline void expectInstallation(const std::string& root, const std::string& prefix) {
+  const std::map<std::string, std::string> completions = {
+      {"share/bash-completion/completions/qhvctl", "completion/qhvctl.bash"},
+      {"share/zsh/vendor-completions/_qhvctl", "completion/qhvctl.zsh"},
+      {"share/fish/vendor_completions.d/qhvctl.fish", "completion/qhvctl.fish"}};
+  std::set<std::string> expected = {prefix + "bin/qhvctl", prefix + "share/man/man8/qhvctl.8.gz"};
+  for (const auto& [installed, source] : completions) {
+    expected.insert(prefix + installed);
+    EXPECT_EQ(testing_support::readFile(root + "/" + prefix + installed), testing_support::readFile(sourceFile(source)))
+        << installed;
+  }
   std::set<std::string> files;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
     if (!entry.is_directory()) files.insert(std::filesystem::relative(entry.path(), root));
   }
-  EXPECT_EQ(files, (std::set<std::string>{prefix + "bin/qhvctl", prefix + "share/bash-completion/completions/qhvctl",
-                                          prefix + "share/man/man8/qhvctl.8.gz"}));
+  EXPECT_EQ(files, expected);
   EXPECT_EQ(std::filesystem::status(root + "/" + prefix + "bin/qhvctl").permissions(), std::filesystem::perms(0755));
   const testing_support::RunResult page =
       testing_support::runProgram("/bin/gzip", {"-dc", root + "/" + prefix + "share/man/man8/qhvctl.8.gz"});
   EXPECT_EQ(page.out, testing_support::readFile(sourceFile("doc/qhvctl.8"))) << describe(page);
-  EXPECT_EQ(testing_support::readFile(root + "/" + prefix + "share/bash-completion/completions/qhvctl"),
-            testing_support::readFile(sourceFile("completion/qhvctl.bash")));
 }
 
 }  // namespace shipping
