@@ -10,6 +10,7 @@ packages=(
   clang libclang-rt-dev                           # libFuzzer targets
   python3                                         # the independent property-list implementation
   groff-base dpkg-dev file                        # checking the manual page; the Debian package
+  zsh fish                                        # the shells whose completions the tests drive
   dbus-daemon                                     # a private system bus for the update announcement tests
 )
 
