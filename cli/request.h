@@ -13,6 +13,13 @@
 platform::Value _send_message_payload_error(QHVHelperMessage message, const platform::Value& payload,
                                             platform::ErrorRef* error);
 
+// What ending the process with `status` means for the root stop above: exit(3),
+// unless a test installed another; null restores exit(3). An installed one
+// may return, and then _send_message_payload_error returns none without an
+// error, nothing sent; what its caller does after that never happens in a run
+// of the tool.
+void set_process_end_for_testing(void (*end)(int status));
+
 // _send_message_payload_error, and on failure the whole error chain's text on
 // one line: on standard error for an error-level failure, on standard output
 // for the others.
