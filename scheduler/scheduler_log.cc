@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <string>
@@ -10,6 +11,11 @@
 #include "platform/codec_support.h"
 
 namespace dev_scheduler {
+namespace {
+
+std::atomic<int> logDescriptor{STDERR_FILENO};
+
+}  // namespace
 
 void logLine(const char* format, ...) {
   char text[2048];
@@ -20,7 +26,9 @@ void logLine(const char* format, ...) {
   const std::string line =
       platform::codec::formatIsoDate(platform::Clock::current().now()) + " " + text + "\n";
   // One write per line, so that lines of concurrent requests never mix.
-  [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
+  [[maybe_unused]] const ssize_t written = ::write(logDescriptor.load(), line.data(), line.size());
 }
+
+void setLogDescriptor(int fd) { logDescriptor.store(fd); }
 
 }  // namespace dev_scheduler

@@ -8,4 +8,9 @@ namespace dev_scheduler {
 // Writes "<UTC date> <text>" and a line end in one write.
 void logLine(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
+// Writes the lines to the open descriptor `fd` from now on, instead of standard
+// error: a scheduler that serves inside another program keeps them apart from
+// that program's own output.
+void setLogDescriptor(int fd);
+
 }  // namespace dev_scheduler
