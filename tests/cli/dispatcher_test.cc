@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "authorization/authorization_manager.h"
-#include "harness/captured_stdout.h"
+#include "harness/standard_streams.h"
 #include "platform/user_ids.h"
 
 namespace {
@@ -28,7 +28,7 @@ std::pair<int, std::string> run(std::vector<std::string> args, uid_t real, uid_t
   for (std::string& arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);
   received.clear();
-  testing_support::CapturedStdout captured;
+  testing_support::CapturedOutput captured;
   const int status = dispatch_command(rows, static_cast<int>(args.size()), argv.data());
   platform::UserIds::setForTesting(nullptr);
   return {status, captured.text()};

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "harness/captured_stdout.h"
 #include "harness/end_to_end.h"
+#include "harness/standard_streams.h"
 #include "harness/tool_stand_in.h"
 #include "platform/process_info.h"
 
@@ -45,7 +45,7 @@ TEST_F(MaintenanceByVersion, LogAndDebugLogsChooseTheirToolBySystem) {
     std::vector<char*> argv;
     for (std::string& word : c.words) argv.push_back(word.data());
     argv.push_back(nullptr);
-    CapturedStdout captured;
+    CapturedOutput captured;
     EXPECT_EQ((c.words[0] == "log" ? log_cmd : debug_logs_cmd)(static_cast<int>(argv.size() - 1), argv.data()), c.status);
     const bool toolRan = c.ran[0].starts_with("/");
     EXPECT_EQ(captured.text(), toolRan ? ToolStandIns::outputLine(c.ran[0]) + "\n" : c.ran[0]) << c.words.back();

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <time.h>
 
-#include "harness/captured_stdout.h"
+#include "harness/standard_streams.h"
 #include "harness/saved_environment.h"
 
 namespace {
@@ -21,7 +21,7 @@ class Printers : public ::testing::Test {
 
   template <typename Print>
   static std::string printed(Print print) {
-    testing_support::CapturedStdout captured;
+    testing_support::CapturedOutput captured;
     print();
     return captured.text();
   }
