@@ -1,7 +1,11 @@
-// The bash completion against the command table: at every position it offers
-// the words the table's synopses name, and completing never runs the tool.
+// The completions of bash, zsh and fish against the command table, each run in
+// its own shell: at every position they offer the words the table's synopses
+// name, and completing never runs the tool.
+#include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <set>
+#include <sstream>
 
 #include "cli/command_table.h"
 #include "harness/temp_dir.h"
@@ -45,21 +49,9 @@ std::string joined(const Container& words) {
   return text;
 }
 
-// The candidates, sorted, for `line` after the program name, its last word the one being completed.
-std::string complete(const Line& line, const testing_support::RunOptions& options = {}) {
-  Line args = {"--norc", "--noprofile", "-c", R"(source "$1" || exit 3; shift
-COMP_WORDS=(qhvctl "$@"); COMP_CWORD=$#; COMP_LINE="${COMP_WORDS[*]}"; COMP_POINT=${#COMP_LINE}
-registered=$(complete -p qhvctl) && function=${registered#*-F } && ${function%% *} qhvctl "${@: -1}" || exit 4
-printf '%s\n' "${COMPREPLY[@]}" | sort | paste -sd ' ')", "bash", shipping::sourceFile("completion/qhvctl.bash")};
-  args.insert(args.end(), line.begin(), line.end());
-  const testing_support::RunResult run = testing_support::runProgram(shipping::findProgram("bash"), args, options);
-  EXPECT_TRUE(run.exitStatus == 0 && run.err.empty()) << shipping::describe(run);
-  return run.out.substr(0, run.out.find('\n'));
-}
-
-// Every position that a synopsis of the table describes, walked row by row.
-TEST(Completion, EverySynopsisOffersItsCommandsSubCommandsAndValues) {
-  std::map<Line, Words> offered = {{{}, {"-d"}}};  // what follows each line; "-d": the full usage
+// What follows each line of words after the program name, for every position a synopsis of the table describes.
+std::map<Line, Words> offeredByTheTable() {
+  std::map<Line, Words> offered = {{{}, {"-d"}}};  // "-d": the full usage
   for (const CommandEntry& row : commands) {
     if (row.is_separator() || row.name[0] == '_') continue;  // internal commands are not completed
     offered[{}].insert(row.name);
@@ -75,24 +67,82 @@ TEST(Completion, EverySynopsisOffersItsCommandsSubCommandsAndValues) {
   // Sub-commands the updates handler accepts under a second name not in the usage.
   offered[{"updates", "set-mode"}] = offered[{"updates", "mode"}];
   offered[{"updates", "set-feed"}] = offered[{"updates", "feed"}];
+  return offered;
+}
 
+// A shell whose completion is tested: its program, its completion file
+// completion/qhvctl.<name> and its driver tests/ship/completion_driver.<name>.
+struct Shell {
+  std::string name;
+  std::string withoutStartupFiles;  // the option that keeps it from reading the user's files
+  bool matchesCase;                 // fish matches what was typed regardless of case, wherever it completes
+};
+
+// A test's name in listings: the shell's.
+void PrintTo(const Shell& shell, std::ostream* out) { *out << shell.name; }
+
+class Completion : public ::testing::TestWithParam<Shell> {
+ protected:
+  void SetUp() override {
+    program_ = shipping::findProgram(GetParam().name);
+    if (!program_.empty()) return;
+    const std::string missing = GetParam().name + " is not installed: its completion is not tested";
+    if (std::getenv("CI")) FAIL() << missing;  // a CI without the shell is not green by skipping
+    GTEST_SKIP() << missing;
+  }
+
+  // The candidates, sorted, at the end of each line, completed in one run of the
+  // shell with file names from `directory`.
+  std::vector<std::string> complete(const std::vector<Line>& lines, const std::string& directory,
+                                    testing_support::RunOptions options = {}) const {
+    for (const Line& line : lines) options.input += "qhvctl " + joined(line) + "\n";
+    const std::string& shell = GetParam().name;
+    const testing_support::RunResult run = testing_support::runProgram(
+        program_, {GetParam().withoutStartupFiles, shipping::sourceFile("tests/ship/completion_driver." + shell),
+                   shipping::sourceFile("completion/qhvctl." + shell), directory},
+        options);
+    EXPECT_TRUE(run.exitStatus == 0 && run.err.empty()) << shipping::describe(run);
+    std::vector<std::string> offered;
+    std::istringstream out(run.out);
+    for (std::string text; std::getline(out, text);) {
+      Line words;
+      std::istringstream in(text);
+      for (std::string word; in >> word;) words.push_back(word);
+      std::sort(words.begin(), words.end());
+      offered.push_back(joined(words));
+    }
+    EXPECT_EQ(offered.size(), lines.size()) << shipping::describe(run);
+    offered.resize(lines.size());
+    return offered;
+  }
+
+ private:
+  std::string program_;
+};
+
+TEST_P(Completion, EverySynopsisOffersItsCommandsSubCommandsAndValues) {
   testing_support::TempDir files;  // file names are offered after the first letter of two
   for (const char* name : {"settings.plist", "saved.xml", "other.plist"}) files.write(name, "{}");
-  std::string mismatches;
-  for (const auto& [typed, words] : offered) {
+  std::vector<Line> lines;
+  std::vector<std::string> expected;
+  for (const auto& [typed, words] : offeredByTheTable()) {
     if (typed.size() > 1 && typed[1] == "<path>") continue;
-    Line line = typed;
-    line.push_back(words.contains("<path>") ? files.file("s") : "");
-    const Words expected = words.contains("<path>") ? Words{files.file("saved.xml"), files.file("settings.plist")} : words;
-    if (const std::string got = complete(line); got != joined(expected)) {
-      mismatches += "\n  qhvctl " + joined(line) + "<tab> offers \"" + got + "\", the table \"" + joined(expected) + "\"";
-    }
+    lines.push_back(typed);
+    lines.back().push_back(words.contains("<path>") ? "s" : "");
+    expected.push_back(joined(words.contains("<path>") ? Words{"saved.xml", "settings.plist"} : words));
   }
-  EXPECT_EQ(mismatches, "") << "completion/qhvctl.bash and the command table disagree";
+  const std::vector<std::string> offered = complete(lines, files.path());
+  std::string mismatches;
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    if (offered[i] == expected[i]) continue;
+    mismatches += "\n  qhvctl " + joined(lines[i]) + "<tab> offers \"" + offered[i] + "\", the table \"" +
+                  expected[i] + "\"";
+  }
+  EXPECT_EQ(mismatches, "") << "completion/qhvctl." << GetParam().name << " and the command table disagree";
 }
 
 // As another user, with a tool on PATH that records being run.
-TEST(Completion, OffersOnlyMatchingWordsToEveryUserAndNeverRunsTheTool) {
+TEST_P(Completion, OffersOnlyMatchingWordsToEveryUserAndNeverRunsTheTool) {
   testing_support::TempDir place;
   ASSERT_EQ(::chmod(place.path().c_str(), 01777), 0);
   place.write("qhvctl", "#!/bin/sh\necho run >> " + place.file("tool-was-run") + "\n");
@@ -100,10 +150,18 @@ TEST(Completion, OffersOnlyMatchingWordsToEveryUserAndNeverRunsTheTool) {
   testing_support::RunOptions options;
   options.environment = {"PATH=" + place.path() + ":/usr/bin:/bin"};
   options.asUser = ::geteuid() == 0;
-  EXPECT_EQ(complete({"backups", "mode", "Cal"}, options), "CalendarIntervals");
-  EXPECT_EQ(complete({"backups", "mode", "cal"}, options), "") << "matched with case";
-  EXPECT_EQ(complete({"backups", "enabled", "yes", ""}, options), "") << "nothing past the last argument";
+  const std::vector<std::string> offered =
+      complete({{"backups", "mode", "Cal"}, {"backups", "mode", "cal"}, {"backups", "enabled", "yes", ""}},
+               place.path(), options);
+  EXPECT_EQ(offered[0], "CalendarIntervals");
+  EXPECT_EQ(offered[1], GetParam().matchesCase ? "" : "CalendarIntervals") << "matched as the shell matches";
+  EXPECT_EQ(offered[2], "") << "nothing past the last argument";
   EXPECT_FALSE(testing_support::readFile(place.file("tool-was-run")));
 }
+
+INSTANTIATE_TEST_SUITE_P(Shells, Completion,
+                         ::testing::Values(Shell{"bash", "--norc", true}, Shell{"zsh", "-f", true},
+                                           Shell{"fish", "--no-config", false}),
+                         [](const ::testing::TestParamInfo<Shell>& shell) { return shell.param.name; });
 
 }  // namespace
