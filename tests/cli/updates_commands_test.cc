@@ -1,10 +1,10 @@
-// The updates and dry-run commands through the built tool against the
-// development scheduler: the update settings, the update check with its
-// question and the installation, and the root refusals.
+// The updates and dry-run commands in this process against the development
+// scheduler: the update settings, the update check with its question and the
+// installation, and the root stop.
+#include "command_runs.h"
 #include "errors/error_domains.h"
 #include "errors/lks_error.h"
 #include "scheduler/state_files.h"
-#include "scheduler_fixture.h"
 
 namespace testing_support {
 namespace {
@@ -19,13 +19,13 @@ Value channel(const char* key, const char* name) { return Value::dictionary({{ke
 
 std::string describe(const platform::ErrorRef& error) { return LKSError::localizedDescriptionForError(error) + "\n"; }
 
-class UpdatesCommands : public ToolRunTest {
+class UpdatesCommands : public CommandRuns {
  protected:
-  const std::function<void()> offer = [this] { scheduler().setAvailableUpdate("5.3.0", 230); };
+  const std::function<void()> offer = [this] { scheduler_.setAvailableUpdate("5.3.0", 230); };
 };
 
 TEST_F(UpdatesCommands, SettingsAndDryRun) {
-  const std::string usage = runTool({}).out;
+  const std::string usage = runCommandInProcess({}).out;
   expectRuns({
       {{"updates", "enabled", "no", "ignored"}, kRoot, "", "", 0, {21}, enabledPayload(false)},
       {{"updates", "enabled"}, kUser, "no\n", "", 0, {18}},
@@ -44,6 +44,7 @@ TEST_F(UpdatesCommands, SettingsAndDryRun) {
       {{"dry-run", "1", "ignored"}, kRoot, "", "", 0, {25}, enabledPayload(true)},
       {{"dry-run"}, kUser, "yes\n", "", 0, {24}},
       {{"dry-run", "nope"}, kRoot, "", "", 0, {25}, enabledPayload(false)},
+      {{"dry-run", "no"}, kUser, "", kRefusal, 1, {}},
   });
 }
 
@@ -59,7 +60,7 @@ TEST_F(UpdatesCommands, CheckAndTheAnswerToItsQuestion) {
       {{"updates", "check"}, kRoot, kQuestion, "", 0, {26}, {}, " \ny\n"},  // a blank is no empty line
       {{"updates", "check"}, kRoot, kQuestion, "", 1, {26}, {}, ""},        // end of input at once
       // A user sees the offer, and is stopped at the installation.
-      {{"updates", "check", "-i"}, kUser, kUpdatingNow, kRefusal, 1, {26}},
+      {{"updates", "check"}, kUser, kQuestion, kRefusal, 1, {26}, {}, "y\n"},
   }, offer);
 }
 
@@ -72,7 +73,7 @@ TEST_F(UpdatesCommands, InstallationAndCheckFailures) {
            {faultOfKind(dev_scheduler::kFaultClose), installed},
            {faultOfKind(dev_scheduler::kFaultBrokenFrame), installed},
            {replyErrorFault(busy), {{"updates", "check"}, kRoot, kQuestion, describe(busy), 1, {26, 27}, {}, "y\n"}}}) {
-    scheduler().setFault(QHVHelperMessageInstallUpdate, fault);
+    scheduler_.setFault(QHVHelperMessageInstallUpdate, fault);
     expectRuns({run}, offer);
   }
   const platform::ErrorRef fetch = platform::Error::make(LKSUpdaterErrorDomain, LKSUpdaterErrorFetchInfo);
@@ -81,7 +82,7 @@ TEST_F(UpdatesCommands, InstallationAndCheckFailures) {
   for (const auto& [fault, run] : std::vector<std::pair<SchedulerFault, ToolRun>>{
            {replyErrorFault(fetch), {{"updates", "check", "-i"}, kRoot, "", describe(fetch), 1, {26}}},
            {replyErrorFault(notNow), {{"updates", "check"}, kRoot, describe(notNow), "", 1, {26}}}}) {
-    scheduler().setFault(QHVHelperMessageCheckForUpdates, fault);
+    scheduler_.setFault(QHVHelperMessageCheckForUpdates, fault);
     expectRuns({run});
   }
 }
