@@ -1,5 +1,6 @@
 // The fixture of end-to-end tests: every test runs in a fresh sandbox (see
-// sandbox.h) and is skipped, with one line saying why, where none can be made.
+// sandbox.h) and is skipped, with one line saying why, where none can be made
+// (under CI it fails instead).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -9,6 +10,7 @@
 #include <string>
 
 #include "harness/files.h"
+#include "harness/skip_or_fail_under_ci.h"
 #include "harness/tool_run.h"
 #include "sandbox/sandbox.h"
 
@@ -33,7 +35,7 @@ class EndToEndTest : public ::testing::Test {
   void SetUp() override {
     std::string whyNot;
     sandbox_ = Sandbox::enter(&whyNot);
-    if (!sandbox_) GTEST_SKIP() << whyNot;
+    if (!sandbox_) SKIP_OR_FAIL_UNDER_CI(whyNot);
   }
   void TearDown() override { sandbox_.reset(); }
 
