@@ -1,11 +1,8 @@
 #include "platform/authorization_rules.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <unistd.h>
-
 #include <cerrno>
 
+#include "platform/file_lock.h"
 #include "platform/property_list.h"
 #include "platform/protected_file.h"
 
@@ -72,34 +69,6 @@ std::optional<Dictionary> readRoot(const std::string& path) {
   if (rights && !rights.asDictionary()) return std::nullopt;
   return *dictionary;
 }
-
-// Holds an exclusive lock on `path` while alive; failure() is 0 when it was had.
-class FileLock {
- public:
-  explicit FileLock(const std::string& path)
-      : fd_(::open(path.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)) {
-    if (fd_ < 0) {
-      failure_ = errno;
-      return;
-    }
-    while (::flock(fd_, LOCK_EX) != 0) {
-      if (errno != EINTR) {
-        failure_ = errno;
-        return;
-      }
-    }
-  }
-  ~FileLock() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  FileLock(const FileLock&) = delete;
-  FileLock& operator=(const FileLock&) = delete;
-  int failure() const { return failure_; }
-
- private:
-  int fd_;
-  int failure_ = 0;
-};
 
 OSStatus statusOfWriteFailure(int failure) {
   return failure == EACCES || failure == EPERM ? errAuthorizationDenied : errAuthorizationInternal;
