@@ -12,6 +12,7 @@ packages=(
   groff-base dpkg-dev file                        # checking the manual page; the Debian package
   zsh fish                                        # the shells whose completions the tests drive
   dbus-daemon                                     # a private system bus for the update announcement tests
+  systemd                                         # systemd-journald and journalctl for the system-log tests
 )
 
 missing=()
