@@ -96,7 +96,11 @@ bool makeDirectory(const std::string& path, mode_t mode, uid_t owner, gid_t grou
 
 bool buildRoot(std::string* whyNot) {
   if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) {
-    *whyNot = failure("make mounts private");
+    // In a plain chroot "/" is a directory inside some mount, and only a mount
+    // can be made private.
+    *whyNot = errno == EINVAL ? "make mounts private: / is not a mount point (inside a chroot?); "
+                                "bind the chroot onto itself before entering it: mount --rbind DIR DIR"
+                              : failure("make mounts private");
     return false;
   }
   if (::mount("tmpfs", kStaging, "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") != 0) {
@@ -168,13 +172,13 @@ Sandbox::~Sandbox() {
   // and a thread that shares them cannot change namespace: it takes a copy of
   // its own first. Joining the namespace then resets the root and the working
   // directory to the namespace's, which undoes the chroot.
-  if (::unshare(CLONE_FS) != 0 || ::setns(oldNamespace_, CLONE_NEWNS) != 0) {
+  if (::unshare(CLONE_FS) != 0 || ::setns(oldNamespace_, CLONE_NEWNS) != 0 || ::fchdir(oldCwd_) != 0) {
     // Carrying on would let everything after this act on a stale sandbox
-    // that may no longer hide the machine.
+    // that may no longer hide the machine, or on relative paths from the
+    // wrong directory.
     std::fprintf(stderr, "qhv-sandbox: cannot leave the sandbox: %s\n", std::strerror(errno));
     std::abort();
   }
-  ::fchdir(oldCwd_);
   ::close(oldNamespace_);
   ::close(oldCwd_);
 }
