@@ -26,5 +26,13 @@ if [ "$(id -u)" -ne 0 ]; then
   echo "setup: missing packages: ${missing[*]} (run as root to install them)" >&2
   exit 1
 fi
-apt-get update
-DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"
+echo "setup: installing what building, testing and the demo need: ${missing[*]}"
+# apt's own output only when it fails.
+log=$(mktemp)
+trap 'rm -f "$log"' EXIT
+if ! { apt-get -qq update &&
+       DEBIAN_FRONTEND=noninteractive apt-get -qq install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+  cat "$log" >&2
+  echo "setup: installing ${missing[*]} failed (apt's output above)" >&2
+  exit 1
+fi
