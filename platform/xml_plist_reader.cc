@@ -35,6 +35,51 @@ bool isContainer(Element e) { return e == Element::Plist || e == Element::Dict |
 
 bool isXmlSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
+// A byte-order mark, the encoding it names for libexpat and the width of a code
+// unit after it. The last row, without a mark, matches any document.
+struct ByteOrderMark {
+  std::string_view bytes;
+  const char* encoding;
+  std::size_t unitBytes;
+  bool bigEndian;
+};
+
+constexpr std::array<ByteOrderMark, 4> kMarks{{
+    {"\xEF\xBB\xBF", "UTF-8", 1, false},
+    {"\xFF\xFE", "UTF-16", 2, false},
+    {"\xFE\xFF", "UTF-16", 2, true},
+    {"", nullptr, 1, false},
+}};
+
+const ByteOrderMark& markOf(std::span<const std::uint8_t> data) {
+  const std::string_view start(reinterpret_cast<const char*>(data.data()), data.size());
+  return *std::find_if(kMarks.begin(), kMarks.end(), [&](const ByteOrderMark& m) { return start.starts_with(m.bytes); });
+}
+
+unsigned codeUnit(std::span<const std::uint8_t> data, std::size_t at, const ByteOrderMark& mark) {
+  if (mark.unitBytes == 1) return data[at];
+  const unsigned first = data[at], second = data[at + 1];
+  return mark.bigEndian ? first << 8 | second : second << 8 | first;
+}
+
+// libexpat takes a high surrogate and whatever unit follows it for a pair, so an
+// unpaired surrogate would silently become another character: refuse it, and a
+// last character cut in half, before parsing. Returns what is wrong, or nothing.
+std::optional<std::string> utf16Problem(std::span<const std::uint8_t> data, const ByteOrderMark& mark) {
+  if (data.size() % 2 != 0) return "UTF-16 text ends inside a character at byte " + std::to_string(data.size() - 1);
+  const auto unpaired = [](std::size_t at) { return "unpaired surrogate at byte " + std::to_string(at); };
+  std::optional<std::size_t> highAt;  // of a high surrogate still waiting for its low one
+  for (std::size_t at = mark.bytes.size(); at < data.size(); at += 2) {
+    const unsigned unit = codeUnit(data, at, mark);
+    const bool low = unit >= 0xDC00 && unit <= 0xDFFF;
+    if (low != highAt.has_value()) return unpaired(highAt.value_or(at));
+    highAt.reset();
+    if (unit >= 0xD800 && unit <= 0xDBFF) highAt = at;
+  }
+  if (highAt) return unpaired(*highAt);
+  return std::nullopt;
+}
+
 std::string_view trimmed(std::string_view text) {
   while (!text.empty() && isXmlSpace(text.front())) text.remove_prefix(1);
   while (!text.empty() && isXmlSpace(text.back())) text.remove_suffix(1);
@@ -261,14 +306,30 @@ class Reader {
 }  // namespace
 
 bool looksLikeXml(std::span<const std::uint8_t> data) {
-  std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
-  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
-  while (!text.empty() && isXmlSpace(text.front())) text.remove_prefix(1);
-  return text.starts_with("<?xml") || text.starts_with("<!DOCTYPE") || text.starts_with("<plist");
+  const ByteOrderMark& mark = markOf(data);
+  // The opening markup is ASCII: gather it, after white space, in whichever width the mark sets.
+  constexpr std::size_t kLongestOpening = std::string_view("<!DOCTYPE").size();
+  std::string opening;
+  for (std::size_t at = mark.bytes.size(); at + mark.unitBytes <= data.size() && opening.size() < kLongestOpening;
+       at += mark.unitBytes) {
+    const unsigned unit = codeUnit(data, at, mark);
+    if (unit >= 0x80) break;
+    if (opening.empty() && isXmlSpace(static_cast<char>(unit))) continue;
+    opening += static_cast<char>(unit);
+  }
+  return opening.starts_with("<?xml") || opening.starts_with("<!DOCTYPE") || opening.starts_with("<plist");
 }
 
 Value read(std::span<const std::uint8_t> data, std::string& problem) {
-  XML_Parser parser = XML_ParserCreate(nullptr);
+  const ByteOrderMark& mark = markOf(data);
+  if (mark.unitBytes == 2) {
+    if (auto invalid = utf16Problem(data, mark)) {
+      problem = "XML property list: " + *invalid;
+      return {};
+    }
+  }
+  // A mark decides the encoding, whatever the XML declaration names.
+  XML_Parser parser = XML_ParserCreate(mark.encoding);
   if (!parser) {
     problem = "XML property list: out of memory";
     return {};

@@ -10,12 +10,16 @@
 namespace platform::xml_plist {
 
 // True when `data`, after an optional byte-order mark and white space, opens
-// like an XML document: "<?xml", "<!DOCTYPE" or "<plist".
+// like an XML document: "<?xml", "<!DOCTYPE" or "<plist", in UTF-8, or in UTF-16
+// after its mark.
 bool looksLikeXml(std::span<const std::uint8_t> data);
 
 // Parses an XML property list, with or without its <plist> root. Returns the
 // value, or an absent Value with `problem` saying what went wrong and where
-// (line, column and byte offset). Entity declarations are refused outright.
+// (line, column and byte offset). A byte-order mark (UTF-8, or UTF-16 in either
+// order) sets the encoding whatever the XML declaration names; UTF-16 with an
+// unpaired surrogate or an odd byte is refused. Entity declarations are refused
+// outright.
 Value read(std::span<const std::uint8_t> data, std::string& problem);
 
 }  // namespace platform::xml_plist

@@ -14,7 +14,7 @@
 namespace platform {
 namespace {
 
-// argv: "write" and a folder for theirs.bplist, .xml and .archive; or "check" and the folder, to
+// argv: "write" and a folder for theirs.bplist, .xml, .utf16.xml and .archive; or "check" and the folder, to
 // compare ours.* there with the documents, exiting 1 with the differences on standard error.
 constexpr const char* kScript = R"PY(
 import datetime, plistlib, sys
@@ -88,9 +88,11 @@ if mode == "write":
     for name, value, fmt in (("bplist", DOCUMENT, FMT_BINARY), ("xml", DOCUMENT, FMT_XML),
                              ("archive", {**header, "$objects": THEIRS}, FMT_BINARY)):
         (folder / f"theirs.{name}").write_bytes(plistlib.dumps(value, fmt=fmt))
+    xml = plistlib.dumps(DOCUMENT, fmt=FMT_XML).decode().replace('encoding="UTF-8"', 'encoding="UTF-16"', 1)
+    (folder / "theirs.utf16.xml").write_bytes(xml.encode("utf-16"))
     sys.exit(0)
 problems = []
-for name, fmt in (("bplist", FMT_BINARY), ("xml", FMT_XML)):
+for name, fmt in (("bplist", FMT_BINARY), ("xml", FMT_XML), ("utf16.bplist", FMT_BINARY)):
     ours = plistlib.loads((folder / f"ours.{name}").read_bytes(), fmt=fmt)
     problems += [f"{name} {k!r}: {ours.get(k)!r:.200}" for k in DOCUMENT.keys() | ours.keys()
                  if canon(ours.get(k)) != canon(DOCUMENT.get(k))]
@@ -118,7 +120,8 @@ TEST(Plistlib, EachReadsWhatTheOtherWrites) {
 
   const std::tuple<const char*, const char*, PropertyListFormat, PropertyListFormat> kCrossings[] = {
       {"theirs.bplist", "ours.xml", PropertyListFormat::Binary, PropertyListFormat::XML},
-      {"theirs.xml", "ours.bplist", PropertyListFormat::XML, PropertyListFormat::Binary}};
+      {"theirs.xml", "ours.bplist", PropertyListFormat::XML, PropertyListFormat::Binary},
+      {"theirs.utf16.xml", "ours.utf16.bplist", PropertyListFormat::XML, PropertyListFormat::Binary}};
   for (const auto& [theirs, ours, read, written] : kCrossings) {
     ErrorRef error;
     PropertyListFormat format{};

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "platform/codec_support.h"
 #include "platform/property_list.h"
 
 namespace platform {
@@ -60,6 +61,53 @@ TEST(XmlPlistReader, HostileInputs) {
   ErrorRef error;
   EXPECT_FALSE(parse("<plist>\n<array>\n  <widget/>\n</array></plist>", &error));
   EXPECT_EQ(error->localizedDescription(), "XML property list: unknown element <widget> at line 3, column 3 (byte 18)");
+}
+
+// UTF-8 `text` as UTF-16 in the given byte order, after its mark.
+std::string utf16(const std::string& text, bool bigEndian) {
+  std::string out = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
+  const std::u16string units = codec::utf16FromUtf8(text).value_or(u"");
+  for (const char16_t unit : units) {
+    const char high = static_cast<char>(unit >> 8), low = static_cast<char>(unit & 0xFF);
+    out += bigEndian ? std::string{high, low} : std::string{low, high};
+  }
+  return out;
+}
+
+// A byte-order mark decides the encoding, whichever one the declaration names.
+TEST(XmlPlistReader, ReadsTheEncodingItsMarkNames) {
+  const std::string body = "\n<plist><array><string>caf\u00e9 \u65e5\u672c \U0001F600</string></array></plist>";
+  const Value expected = Value::array({Value::string("caf\u00e9 \u65e5\u672c \U0001F600")});
+  for (const std::string declaration : {"", "<?xml version=\"1.0\" encoding=\"UTF-16\"?>",
+                                        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"}) {
+    for (const bool bigEndian : {false, true}) {
+      PropertyListFormat format{};
+      ErrorRef error;
+      EXPECT_EQ(parse(utf16(declaration + body, bigEndian), &error, &format), expected)
+          << declaration << (bigEndian ? " big-endian: " : " little-endian: ") << (error ? error->localizedDescription() : "");
+      EXPECT_EQ(format, PropertyListFormat::XML);
+    }
+  }
+  EXPECT_EQ(parse("\xEF\xBB\xBF<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>" + body), expected);
+}
+
+// Each UTF-16 document must be refused with a read error that says what and where.
+TEST(XmlPlistReader, RefusesBrokenUtf16) {
+  // The smiley's surrogates stand at bytes 32 and 34.
+  const std::string whole = utf16("<plist><string>\U0001F600</string></plist>", false);
+  const struct {
+    std::string input;
+    const char* problem;
+  } kBad[] = {
+      {whole.substr(0, whole.size() - 1), "UTF-16 text ends inside a character at byte 68"},
+      {whole.substr(0, 34), "unpaired surrogate at byte 32"},                      // cut inside the pair
+      {whole.substr(0, 34) + whole.substr(36), "unpaired surrogate at byte 32"},   // high, then '<'
+      {whole.substr(0, 32) + whole.substr(34), "unpaired surrogate at byte 32"},   // low alone
+      {whole.substr(0, 40), "XML property list: unclosed token at line 1"},        // cut inside a tag
+      {"\xFF\xFE", "property list in an unsupported format"},                      // the mark alone
+      {"\xFF\xFE" + utf16("<plist/>", true).substr(2), "property list in an unsupported format"},  // the other order
+  };
+  for (const auto& bad : kBad) expectCorrupt(bad.input, bad.problem);
 }
 
 // Each value holds what XML property lists cannot carry; the error names it and where.
