@@ -104,15 +104,11 @@ struct XPCConnection::State : std::enable_shared_from_this<State> {
   void readLoop(std::shared_ptr<XPCSocket> reading) {
     for (;;) {
       XPCFrame frame;
-      switch (reading->receiveFrame(&frame, nullptr)) {
-        case XPCSocket::Received::EndOfStream:
-          end(reading, XPCObject::Type::ConnectionInterrupted);
-          return;
-        case XPCSocket::Received::Malformed:
-          end(reading, XPCObject::Type::ConnectionInvalid);
-          return;
-        case XPCSocket::Received::Frame:
-          break;
+      const XPCSocket::Received received = reading->receiveFrame(&frame, nullptr);
+      if (received != XPCSocket::Received::Frame) {
+        end(reading, received == XPCSocket::Received::Malformed ? XPCObject::Type::ConnectionInvalid
+                                                                : XPCObject::Type::ConnectionInterrupted);
+        return;
       }
       std::optional<Pending> request;
       {

@@ -4,6 +4,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <vector>
@@ -19,28 +20,21 @@ std::string socketDirectory() {
   return directoryForTesting && !directoryForTesting->empty() ? *directoryForTesting : kXPCSocketDirectory;
 }
 
-ErrorRef errnoError(int code, const std::string& what) {
+// Bytes read from a stream at a time: whatever a header announces, a body is
+// taken in pieces of at most this size.
+constexpr std::size_t kReadChunk = 64 * 1024;
+
+}  // namespace
+
+ErrorRef xpcErrnoError(int code, const std::string& what) {
   return makeXPCTransportError(code, what + ": " + std::strerror(code));
 }
 
-// Reads exactly `length` bytes; false at end of stream or on an error.
-bool readExactly(int fd, std::uint8_t* out, std::size_t length, bool* endOfStream, int* failure) {
-  std::size_t got = 0;
-  while (got < length) {
-    const ssize_t n = ::recv(fd, out + got, length - got, 0);
-    if (n > 0) {
-      got += static_cast<std::size_t>(n);
-      continue;
-    }
-    if (n < 0 && errno == EINTR) continue;
-    *endOfStream = n == 0 || errno == ECONNRESET || errno == EPIPE || errno == ESHUTDOWN;
-    *failure = n == 0 ? 0 : errno;
-    return false;
-  }
-  return true;
+std::optional<XPCFrame> decodeXPCFrame(const XPCRawFrame& raw, ErrorRef* error) {
+  std::optional<Dictionary> message = decodeXPCFrameBody(raw.body, error);
+  if (!message) return std::nullopt;
+  return XPCFrame{raw.header.messageId, raw.header.replyTo, std::move(*message)};
 }
-
-}  // namespace
 
 void setXPCSocketDirectoryForTesting(std::string directory) {
   std::lock_guard lock(directoryMutex);
@@ -69,7 +63,7 @@ std::unique_ptr<XPCSocket> XPCSocket::connectToService(std::string_view name, Er
   if (!path) return nullptr;
   const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
   if (fd < 0) {
-    if (error) *error = errnoError(errno, "socket");
+    if (error) *error = xpcErrnoError(errno, "socket");
     return nullptr;
   }
   auto socket = std::make_unique<XPCSocket>(fd);
@@ -81,7 +75,7 @@ std::unique_ptr<XPCSocket> XPCSocket::connectToService(std::string_view name, Er
     result = ::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address);
   } while (result != 0 && errno == EINTR);
   if (result != 0) {
-    if (error) *error = errnoError(errno, "connect to " + *path);
+    if (error) *error = xpcErrnoError(errno, "connect to " + *path);
     return nullptr;
   }
   return socket;
@@ -100,7 +94,7 @@ bool XPCSocket::sendBytes(std::span<const std::uint8_t> bytes, ErrorRef* error) 
     const ssize_t n = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (n < 0) {
       if (errno == EINTR) continue;
-      if (error) *error = errnoError(errno, "send");
+      if (error) *error = xpcErrnoError(errno, "send");
       return false;
     }
     bytes = bytes.subspan(static_cast<std::size_t>(n));
@@ -108,30 +102,52 @@ bool XPCSocket::sendBytes(std::span<const std::uint8_t> bytes, ErrorRef* error) 
   return true;
 }
 
+std::optional<std::size_t> XPCSocket::sendAvailable(std::span<const std::uint8_t> bytes, ErrorRef* error) {
+  for (;;) {
+    const ssize_t n = ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (n >= 0) return static_cast<std::size_t>(n);
+    if (errno == EINTR) continue;
+    if (errno == EAGAIN || errno == EWOULDBLOCK) return 0;
+    if (error) *error = xpcErrnoError(errno, "send");
+    return std::nullopt;
+  }
+}
+
+XPCSocket::Received XPCSocket::readOnce(int flags, XPCRawFrame* frame, ErrorRef* error) {
+  std::uint8_t chunk[kReadChunk];
+  const ssize_t n = ::recv(fd_, chunk, std::min(sizeof chunk, reader_.missing()), flags);
+  if (n > 0) {
+    switch (reader_.append({chunk, static_cast<std::size_t>(n)}, error)) {
+      case XPCFrameReader::Progress::Partial:
+        return Received::Incomplete;
+      case XPCFrameReader::Progress::Malformed:
+        return Received::Malformed;
+      case XPCFrameReader::Progress::Complete:
+        frame->header = reader_.header();
+        frame->body = reader_.takeBody();
+        return Received::Frame;
+    }
+  }
+  if (n == 0 || errno == ECONNRESET || errno == EPIPE || errno == ESHUTDOWN) return Received::EndOfStream;
+  if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK) return Received::Incomplete;
+  if (error) *error = xpcErrnoError(errno, "receive");
+  return Received::Malformed;
+}
+
 XPCSocket::Received XPCSocket::receiveFrame(XPCFrame* frame, ErrorRef* error) {
-  std::uint8_t head[kXPCFrameHeaderSize];
-  bool endOfStream = false;
-  int failure = 0;
-  if (!readExactly(fd_, head, sizeof head, &endOfStream, &failure)) {
-    if (endOfStream) return Received::EndOfStream;
-    if (error) *error = errnoError(failure, "receive");
-    return Received::Malformed;
+  XPCRawFrame raw;
+  Received received;
+  while ((received = readOnce(0, &raw, error)) == Received::Incomplete) {
   }
-  const std::optional<XPCFrameHeader> header = decodeXPCFrameHeader(head, error);
-  if (!header) return Received::Malformed;
-  // The length was checked against the limit before this allocation.
-  std::vector<std::uint8_t> body(header->bodyLength);
-  if (!readExactly(fd_, body.data(), body.size(), &endOfStream, &failure)) {
-    if (endOfStream) return Received::EndOfStream;
-    if (error) *error = errnoError(failure, "receive");
-    return Received::Malformed;
-  }
-  std::optional<Dictionary> message = decodeXPCFrameBody(body, error);
-  if (!message) return Received::Malformed;
-  frame->messageId = header->messageId;
-  frame->replyTo = header->replyTo;
-  frame->message = std::move(*message);
+  if (received != Received::Frame) return received;
+  std::optional<XPCFrame> decoded = decodeXPCFrame(raw, error);
+  if (!decoded) return Received::Malformed;
+  *frame = std::move(*decoded);
   return Received::Frame;
+}
+
+XPCSocket::Received XPCSocket::receiveAvailable(XPCRawFrame* frame, ErrorRef* error) {
+  return readOnce(MSG_DONTWAIT, frame, error);
 }
 
 void XPCSocket::shutdown() { ::shutdown(fd_, SHUT_RDWR); }

@@ -12,6 +12,7 @@
 
 #include "platform/value.h"
 #include "platform/xpc_frame.h"
+#include "platform/xpc_frame_reader.h"
 
 namespace platform {
 
@@ -21,6 +22,9 @@ inline constexpr const char* kXPCSocketDirectory = "/var/run/xpc";
 // Makes clients and listeners use `directory` instead of kXPCSocketDirectory;
 // an empty string restores it. For tests and the development scheduler.
 void setXPCSocketDirectoryForTesting(std::string directory);
+
+// An XPC transport error for the failed call `what` with errno `code`.
+ErrorRef xpcErrnoError(int code, const std::string& what);
 
 // The socket path of the service `name`, or nullopt with an error when the name
 // is not a single path component (empty, ".", "..", or holding '/' or NUL).
@@ -33,9 +37,20 @@ struct XPCFrame {
   Dictionary message;
 };
 
+// A frame as it came off the stream, its body not read yet.
+struct XPCRawFrame {
+  XPCFrameHeader header;
+  Bytes body;
+};
+
+// `raw` with its body read as an XPC dictionary; nullopt with an error when it is none.
+std::optional<XPCFrame> decodeXPCFrame(const XPCRawFrame& raw, ErrorRef* error);
+
 // A connected stream socket that carries frames. Any thread may send (frames
 // never interleave); one thread receives. The descriptor is closed only when the
 // object goes, so a send racing with shutdown() never writes to a reused descriptor.
+// Frames are read as their bytes arrive (platform/xpc_frame_reader.h), the same
+// way whether the reader waits for them or not.
 class XPCSocket {
  public:
   // Takes ownership of the connected descriptor `fd`.
@@ -59,21 +74,37 @@ class XPCSocket {
   // with broken frames. Same failures as sendFrame.
   bool sendBytes(std::span<const std::uint8_t> bytes, ErrorRef* error);
 
+  // Sends as much of `bytes` as the socket takes without waiting: how many
+  // bytes went, possibly none; nullopt with an error when the peer is gone.
+  // Not to be mixed with sendFrame and sendBytes on one socket.
+  std::optional<std::size_t> sendAvailable(std::span<const std::uint8_t> bytes, ErrorRef* error);
+
   enum class Received : std::uint8_t {
     Frame,        // `frame` holds the next frame
     EndOfStream,  // the peer closed or reset the connection, or shutdown() was called
     Malformed,    // the peer broke the frame format; `error` says how
+    Incomplete,   // receiveAvailable only: the frame lacks bytes that have not arrived yet
   };
-  // Blocks until the next frame arrives or the stream ends. The body length is
-  // checked before anything is allocated for it.
+  // Blocks until the next frame arrives or the stream ends.
   Received receiveFrame(XPCFrame* frame, ErrorRef* error);
+
+  // Reads once, without waiting, what has arrived of the next frame; Frame,
+  // with its header and body in `frame`, when that completed it.
+  Received receiveAvailable(XPCRawFrame* frame, ErrorRef* error);
+
+  // True when part of a frame has been read and the rest has not.
+  bool holdsPartialFrame() const { return reader_.holdsPartialFrame(); }
 
   // Ends both directions: a blocked receiveFrame returns EndOfStream, later sends fail.
   void shutdown();
 
  private:
+  // One read of at most what the frame being read lacks, with recv `flags`.
+  Received readOnce(int flags, XPCRawFrame* frame, ErrorRef* error);
+
   const int fd_;
-  std::mutex sendMutex_;  // one frame at a time
+  std::mutex sendMutex_;   // one frame at a time
+  XPCFrameReader reader_;  // touched by the receiving thread only
 };
 
 }  // namespace platform
