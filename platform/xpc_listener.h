@@ -1,59 +1,44 @@
 // The service side of XPC connections: a listening socket for a named mach
-// service, its peers with their credentials, and replies.
+// service and one event loop that reads every peer's frames as their bytes
+// arrive, hands complete requests to a few worker threads, and writes what the
+// handlers send when each peer reads it. However peers behave, the loop keeps
+// serving the others: their number is bounded, a peer that stalls mid-frame or
+// stays idle is closed, and running out of descriptors makes it shed idle peers
+// or wait, never stop.
 #pragma once
 
-#include <sys/types.h>
-
-#include <cstdint>
+#include <chrono>
+#include <cstddef>
 #include <functional>
-#include <atomic>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
-#include <thread>
-#include <vector>
 
 #include "platform/value.h"
+#include "platform/xpc_peer.h"
 #include "platform/xpc_socket.h"
 
 namespace platform {
 
-// Who is at the other end of a connection, as the kernel vouches for it.
-struct XPCPeerCredentials {
-  pid_t pid = 0;
-  uid_t uid = 0;
-  gid_t gid = 0;
-};
-
-// One connected client.
-class XPCPeer {
- public:
-  XPCPeer(std::unique_ptr<XPCSocket> socket, XPCPeerCredentials credentials)
-      : socket_(std::move(socket)), credentials_(credentials) {}
-
-  const XPCPeerCredentials& credentials() const { return credentials_; }
-
-  // Answers the request whose message id is `requestId`. False with an error
-  // when the reply cannot be encoded or the peer is gone.
-  bool reply(std::uint64_t requestId, const Dictionary& reply, ErrorRef* error);
-
-  // Sends `bytes` as they are, to test how clients cope with broken frames.
-  bool sendBytes(std::span<const std::uint8_t> bytes, ErrorRef* error);
-
-  // Ends the connection; the client's pending requests are interrupted.
-  void close();
-
-  XPCSocket& socket() { return *socket_; }
-
- private:
-  std::unique_ptr<XPCSocket> socket_;
-  XPCPeerCredentials credentials_;
+// How far the service goes for its peers.
+struct XPCListenerLimits {
+  // Peers served at once; also never more than the descriptor limit allows
+  // with room left for the handlers' own files. A new peer beyond it takes the
+  // place of the one that has waited longest without a request in a worker,
+  // or is closed at once when every peer has one.
+  std::size_t maxPeers = 1024;
+  // Threads that run handlers: one peer's requests run one at a time, so a
+  // peer holds at most one of them.
+  std::size_t workers = 4;
+  // A peer that sends no request for this long is closed.
+  std::chrono::milliseconds idleTimeout{60'000};
+  // A frame must arrive whole, and a reply go out whole, within this long.
+  std::chrono::milliseconds stallTimeout{10'000};
 };
 
 class XPCListener {
  public:
-  // Called on the peer's own thread, one request at a time per peer.
+  // Called on a worker thread, one request at a time per peer.
   using RequestHandler = std::function<void(const std::shared_ptr<XPCPeer>& peer, XPCFrame request)>;
 
   // Listens as the service `name`: a socket that every user may connect to
@@ -70,9 +55,9 @@ class XPCListener {
   const std::string& path() const { return path_; }
 
   // Accepts clients and hands each request to `handler` until stop(); then
-  // closes every peer and waits for their threads. Returns false with an
-  // error when accepting fails for another reason than a stop.
-  bool run(const RequestHandler& handler, ErrorRef* error);
+  // closes every peer and waits for the handlers that run. Returns false with
+  // an error only when the event loop itself cannot work.
+  bool run(const RequestHandler& handler, ErrorRef* error, const XPCListenerLimits& limits = {});
 
   // Makes run() return. Async-signal-safe: a signal handler may call it.
   void stop();
@@ -81,21 +66,10 @@ class XPCListener {
   XPCListener(int fd, int wakeFd, std::string path, ino_t inode)
       : fd_(fd), wakeFd_(wakeFd), path_(std::move(path)), inode_(inode) {}
 
-  const int fd_;
+  const int fd_;      // non-blocking
   const int wakeFd_;  // an eventfd that stop() writes to
   const std::string path_;
   const ino_t inode_;  // of the socket file made, so that only it is removed
-
-  // A peer and the thread that reads its requests; `done` once it left.
-  struct Connection {
-    std::shared_ptr<XPCPeer> peer;
-    std::shared_ptr<std::atomic<bool>> done;
-    std::thread thread;
-  };
-  // Joins the threads of peers that left; all of them with `all`, after closing them.
-  void reap(bool all);
-
-  std::vector<Connection> connections_;  // touched by run() only
 };
 
 }  // namespace platform

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <string_view>
@@ -20,6 +21,18 @@ constexpr CommandName kCommands[] = {
     {"--help", SchedulerCommand::Help},   {"-h", SchedulerCommand::Help},
 };
 
+// A number of seconds, at least `least`; nullopt when `value` is none.
+std::optional<double> secondsOf(const std::string& value, double least) {
+  char* end = nullptr;
+  const double seconds = std::strtod(value.c_str(), &end);
+  if (value.empty() || *end != '\0' || !std::isfinite(seconds) || seconds < least) return std::nullopt;
+  return seconds;
+}
+
+std::chrono::milliseconds millisecondsOf(double seconds) {
+  return std::chrono::milliseconds(std::llround(seconds * 1000));
+}
+
 std::string absolutePath(const std::string& path) {
   if (path.starts_with('/')) return path;
   char* current = ::getcwd(nullptr, 0);
@@ -32,6 +45,7 @@ std::string absolutePath(const std::string& path) {
 
 const char* const kSchedulerUsage =
     "Usage: qhv-dev-scheduler run|start|stop|status --state DIR [--socket-dir DIR] [--backup-seconds N]\n"
+    "                         [--idle-seconds N] [--stall-seconds N] [--max-open-files N]\n"
     "\n"
     "Serves com.larkspan.quillhaven.scheduler for development and tests.\n"
     "\n"
@@ -42,7 +56,10 @@ const char* const kSchedulerUsage =
     "\n"
     "  --state DIR          settings, activity, faults and the request record (required)\n"
     "  --socket-dir DIR     serve in DIR instead of /var/run/xpc\n"
-    "  --backup-seconds N   how long a kickstarted backup runs (default 30)\n";
+    "  --backup-seconds N   how long a kickstarted backup runs (default 30)\n"
+    "  --idle-seconds N     close a connection that sends no request for N seconds (default 60)\n"
+    "  --stall-seconds N    close a connection whose frame or reply takes N seconds (default 10)\n"
+    "  --max-open-files N   serve with at most N open descriptors\n";
 
 std::optional<SchedulerOptions> parseCommandLine(int count, const char* const* arguments, std::string* problem) {
   if (count < 1) {
@@ -73,13 +90,24 @@ std::optional<SchedulerOptions> parseCommandLine(int count, const char* const* a
       options.stateDirectory = absolutePath(value);
     } else if (option == "--socket-dir") {
       options.socketDirectory = absolutePath(value);
-    } else if (option == "--backup-seconds") {
-      char* end = nullptr;
-      options.backupSeconds = std::strtod(value.c_str(), &end);
-      if (value.empty() || *end != '\0' || !std::isfinite(options.backupSeconds) || options.backupSeconds < 0) {
-        *problem = "--backup-seconds needs a number of seconds, not '" + value + "'";
+    } else if (option == "--backup-seconds" || option == "--idle-seconds" || option == "--stall-seconds") {
+      // A timeout of nothing would close every connection at once.
+      const std::optional<double> seconds = secondsOf(value, option == "--backup-seconds" ? 0 : 0.001);
+      if (!seconds) {
+        *problem = std::string(option) + " needs a number of seconds, not '" + value + "'";
         return std::nullopt;
       }
+      if (option == "--backup-seconds") options.backupSeconds = *seconds;
+      if (option == "--idle-seconds") options.limits.idleTimeout = millisecondsOf(*seconds);
+      if (option == "--stall-seconds") options.limits.stallTimeout = millisecondsOf(*seconds);
+    } else if (option == "--max-open-files") {
+      char* end = nullptr;
+      const unsigned long long descriptors = std::strtoull(value.c_str(), &end, 10);
+      if (value.empty() || value[0] == '-' || *end != '\0' || descriptors == 0) {
+        *problem = "--max-open-files needs a number of descriptors, not '" + value + "'";
+        return std::nullopt;
+      }
+      options.maxOpenFiles = descriptors;
     } else {
       *problem = "unknown option " + std::string(option);
       return std::nullopt;

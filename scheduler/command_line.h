@@ -1,8 +1,11 @@
 // The development scheduler's command line.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
+
+#include "platform/xpc_listener.h"
 
 namespace dev_scheduler {
 
@@ -21,6 +24,8 @@ struct SchedulerOptions {
   std::string stateDirectory;   // absolute
   std::string socketDirectory;  // empty: the system's service directory
   double backupSeconds = kDefaultBackupSeconds;
+  platform::XPCListenerLimits limits;  // how long peers may idle or stall
+  std::optional<std::uint64_t> maxOpenFiles;  // a lower descriptor limit to serve under
 };
 
 // The usage text, ending with a line end.

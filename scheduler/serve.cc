@@ -2,6 +2,7 @@
 
 #include <pthread.h>
 #include <signal.h>
+#include <sys/resource.h>
 
 #include <atomic>
 #include <cerrno>
@@ -63,6 +64,15 @@ bool serve(const SchedulerOptions& options, const std::function<void()>& ready, 
     return false;
   }
   if (!state.settings(error)) return false;
+  if (options.maxOpenFiles) {
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    limit.rlim_cur = *options.maxOpenFiles;
+    if (::setrlimit(RLIMIT_NOFILE, &limit) != 0) {
+      if (error) *error = startError("cannot limit open files to " + std::to_string(*options.maxOpenFiles), errno);
+      return false;
+    }
+  }
 
   installSignalHandlers();
   std::unique_ptr<platform::XPCListener> listener = platform::XPCListener::listen(QHVHelperServiceName, &cause);
@@ -82,7 +92,7 @@ bool serve(const SchedulerOptions& options, const std::function<void()>& ready, 
       [&processor](const std::shared_ptr<platform::XPCPeer>& peer, const platform::XPCFrame& request) {
         processor.process(*peer, request);
       },
-      error);
+      error, options.limits);
   // Signals that come from now on wait until the process ends: the listener is going.
   sigset_t stopping;
   sigemptyset(&stopping);
