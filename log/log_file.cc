@@ -1,5 +1,16 @@
 // The file sink: one line per entry, appended with one write call, rotated
 // when the live file reaches the threshold.
+//
+// Every run of the tool appends to the same file with a count of its own, so
+// several runs may reach the threshold together. The one that rotates does so
+// under a lock file beside the live file (the live file itself moves away
+// under whoever would hold a lock on it); the others, finding the live name on
+// a newer file once they have the lock, go on in that file instead of rotating
+// again. Below the threshold nothing but the count is looked at, so that an
+// entry costs one write call: a run still writing to a file that another run
+// rotated away adds its lines to that rotated file until its own count reaches
+// the threshold and makes it look. A run lasts seconds and writes a few lines,
+// far from the four rotations that would take the file away from under it.
 #include <errno.h>
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,6 +18,7 @@
 
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <system_error>
 
 #include "log/log.h"
@@ -14,6 +26,7 @@
 #include "log/log_sinks.h"
 #include "platform/clock.h"
 #include "platform/codec_support.h"
+#include "platform/file_lock.h"
 #include "platform/log_date.h"
 
 namespace {
@@ -42,9 +55,28 @@ int openLive(const std::string& directory) {
   return ::open(livePath(directory).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
 }
 
+// The size of the file open on `fd`; nullopt, with the failure reported, when it cannot be read.
+std::optional<std::uint64_t> sizeOf(int fd) {
+  struct stat status {};
+  if (::fstat(fd, &status) != 0) {
+    lks_log_internal::reportFailure("Failed to stat log file (%d).", errno);
+    return std::nullopt;
+  }
+  return static_cast<std::uint64_t>(status.st_size);
+}
+
+// Whether the live name is on another file than _fd's: another process rotated
+// since this one opened its file. A live name on nothing does not count, since
+// a rotation makes the new live file before it lets go of the lock: the file
+// was removed from outside, and is rotated as it would be with no other process.
+bool liveNameMovedOn(const std::string& directory) {
+  struct stat ours {}, named {};
+  return ::fstat(_fd, &ours) == 0 && ::stat(livePath(directory).c_str(), &named) == 0 &&
+         (ours.st_dev != named.st_dev || ours.st_ino != named.st_ino);
+}
+
 // Under _lock. Each file operation's failure is ignored; the next one runs regardless.
-void rotate() {
-  const std::string directory = LKSLogGetParentPath();
+void rotate(const std::string& directory) {
   ::unlink(rotatedPath(directory, kRotatedFiles).c_str());
   ::unlink(rotatedPath(directory, kRotatedFiles - 1).c_str());
   for (int generation = kRotatedFiles - 2; generation >= 0; --generation) {
@@ -54,6 +86,23 @@ void rotate() {
   ::close(_fd);
   _fd = openLive(directory);
   _length = 0;
+}
+
+// Under _lock, once _length has reached the threshold: rotates, unless another
+// process already did, in which case the new live file is taken up, and rotated
+// only if it has itself reached the threshold. A lock that cannot be had (no
+// room for its file, a file system without locks) leaves only the look at the
+// live name to keep repeated rotations away.
+void rotateUnlessAnotherProcessDid() {
+  const std::string directory = LKSLogGetParentPath();
+  const platform::FileLock rotationLock(livePath(directory) + ".lock");
+  if (liveNameMovedOn(directory)) {
+    ::close(_fd);
+    _fd = openLive(directory);
+    _length = _fd == -1 ? 0 : sizeOf(_fd).value_or(0);
+    if (_length < kRotationThreshold) return;
+  }
+  rotate(directory);
 }
 
 }  // namespace
@@ -71,12 +120,7 @@ void openLogFile(const char* category) {
     reportFailure("Failed to open log file (%d).", errno);
     return;
   }
-  struct stat status {};
-  if (::fstat(_fd, &status) != 0) {
-    reportFailure("Failed to stat log file (%d).", errno);
-  } else {
-    _length = static_cast<std::uint64_t>(status.st_size);
-  }
+  if (const std::optional<std::uint64_t> size = sizeOf(_fd)) _length = *size;
 }
 
 void resetLogFileForTesting() {
@@ -103,7 +147,7 @@ void appendToFile(std::uint8_t, const char* format, std::span<const platform::Fo
   }
   std::lock_guard lock(_lock);
   if (_fd == -1) return;
-  if (_length >= kRotationThreshold) rotate();
+  if (_length >= kRotationThreshold) rotateUnlessAnotherProcessDid();
   if (::write(_fd, line->data(), line->size()) == -1) {
     reportFailure("Failed to write to log file (%d) '%{public}@'.", errno, *line);
   } else {

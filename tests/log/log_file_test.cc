@@ -1,6 +1,10 @@
 // The log file: where it lives, the form of its lines, what happens when it
-// cannot be opened, and rotation at 10,000,000 bytes, alone and under
-// concurrent writers.
+// cannot be opened, and rotation at 10,000,000 bytes, alone, under concurrent
+// threads and across processes that share the file.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <latch>
@@ -24,6 +28,14 @@ class LogFileTest : public LogFacilityTest {
     std::ofstream{logFile(name)};
     fs::resize_file(logFile(name), size - tail.size());
     std::ofstream(logFile(name), std::ios::app) << tail;
+  }
+
+  // What the file holds after the run of zero bytes that makeFile starts it
+  // with; nullopt when there is no such file.
+  std::optional<std::string> afterPadding(const std::string& name) const {
+    if (!fs::exists(logFile(name))) return std::nullopt;
+    std::string contents = readLog(name);
+    return contents.substr(std::min(contents.find_first_not_of('\0'), contents.size()));
   }
 };
 
@@ -103,10 +115,12 @@ TEST_F(LogFileTest, LiveFileJustBelowTheThresholdTakesOneLineWholeAndRotatesAtTh
 
 // A live file at the threshold when the run starts, and rotated files with a
 // gap (no ctl.2.log, whose move fails without stopping the others) and a
-// stray ctl.4.log.
+// stray ctl.4.log. The lock that rotations take cannot be had (a directory
+// holds its name), which does not stop a process alone.
 TEST_F(LogFileTest, RotationBeforeTheFirstLineShiftsOlderFilesAndKeepsFourAtMost) {
   for (const char* generation : {"0", "1", "3", "4"}) makeFile("ctl." + std::string(generation) + ".log", 1, generation);
   makeFile("ctl.log", kThreshold, "live");
+  fs::create_directory(logFile("ctl.log.lock"));
   init();
   LKSLogWithLevel2(LKSLogLevelInfo, "after rotation");
   EXPECT_EQ(readLog("ctl.log"), expectedLine("after rotation"));
@@ -116,6 +130,112 @@ TEST_F(LogFileTest, RotationBeforeTheFirstLineShiftsOlderFilesAndKeepsFourAtMost
   EXPECT_EQ(readLog("ctl.2.log"), "1");
   EXPECT_FALSE(fs::exists(logFile("ctl.3.log")));
   EXPECT_FALSE(fs::exists(logFile("ctl.4.log")));
+}
+
+// Another run rotated the file that this process still writes to: its lines go
+// on into that file (now ctl.0.log) until its own count reaches the threshold;
+// then it takes up the live file that the other run left instead of rotating
+// again, unless that file has itself reached the threshold. A live file
+// removed from outside is rotated as with no other run.
+TEST_F(LogFileTest, FileRotatedByAnotherProcessIsTakenUpOnceTheThresholdIsReached) {
+  const std::string first = expectedLine("first"), second = expectedLine("second");
+  const struct {
+    const char* scenario;
+    std::uintmax_t newLiveSize;  // 0: the other run left no live file
+    std::optional<std::string> live, rotated0, rotated1;
+  } cases[] = {
+      {"taken up", 6, "other\n" + second, "earlier\n" + first, std::nullopt},
+      {"taken up and rotated", kThreshold, second, "other\n", "earlier\n" + first},
+      {"removed from outside", 0, second, std::nullopt, "earlier\n" + first},
+  };
+  for (const auto& c : cases) {
+    makeFile("ctl.log", kThreshold - 1, "earlier\n");
+    init();
+    fs::rename(logFile("ctl.log"), logFile("ctl.0.log"));
+    if (c.newLiveSize != 0) makeFile("ctl.log", c.newLiveSize, "other\n");
+    LKSLogWithLevel2(LKSLogLevelDefault, "first");
+    LKSLogWithLevel2(LKSLogLevelDefault, "second");
+    EXPECT_EQ(afterPadding("ctl.log"), c.live) << c.scenario;
+    EXPECT_EQ(afterPadding("ctl.0.log"), c.rotated0) << c.scenario;
+    EXPECT_EQ(afterPadding("ctl.1.log"), c.rotated1) << c.scenario;
+    EXPECT_FALSE(fs::exists(logFile("ctl.2.log"))) << c.scenario;
+    LKSLogResetForTesting();
+    fs::remove_all(logFile(""));
+  }
+}
+
+// Twenty-four runs that start together, as from a script, each set up and
+// logging one long line. From a live file 300 bytes below the threshold, every
+// run that starts after the first line was written finds it crossed: one of
+// them rotates, the others follow. Which runs those are changes from trial to
+// trial, hence several.
+TEST_F(LogFileTest, ProcessesStartedTogetherLoseNoLineAndRotateOncePerCrossing) {
+  constexpr int kProcesses = 24;
+  const std::string padding(1000, 'p');
+  const struct {
+    std::uintmax_t liveSize;
+    int rotations, trials;
+  } cases[] = {
+      {5, 0, 1},
+      {kThreshold - 300, 1, 4},
+  };
+  for (const auto& c : cases) {
+    for (int trial = 0; trial < c.trials; ++trial) {
+      SCOPED_TRACE("live file of " + std::to_string(c.liveSize) + " bytes, trial " + std::to_string(trial));
+      for (int generation = 0; generation < 4; ++generation) {
+        makeFile("ctl." + std::to_string(generation) + ".log", 2, std::to_string(generation) + "\n");
+      }
+      makeFile("ctl.log", c.liveSize, "live\n");
+
+      int start[2];
+      ASSERT_EQ(pipe(start), 0);
+      Lines expected;
+      std::vector<pid_t> children;
+      for (int process = 0; process < kProcesses; ++process) {
+        const pid_t child = fork();
+        if (child == 0) {
+          ::close(start[1]);
+          char none;
+          // End of file once the parent, with every child started, closes its end.
+          if (::read(start[0], &none, 1) != 0) _exit(2);
+          init();
+          LKSLogWithLevel2(LKSLogLevelDefault, "process %d %@", process, padding);
+          _exit(unified_.entries().empty() ? 0 : 1);  // a failure of the facility's own was reported
+        }
+        if (child < 0) break;  // those started still run and are waited for; the count below fails
+        children.push_back(child);
+        expected.push_back(expectedLine("process " + std::to_string(process) + " " + padding,
+                                        "5/Jan/21, 09:07:03+0100", child));
+      }
+      ::close(start[1]);
+      ::close(start[0]);
+      for (const pid_t child : children) {
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "process " << child << " status " << status;
+      }
+      ASSERT_EQ(children.size(), std::size_t{kProcesses});
+
+      // The former live file whole, then every line once and whole: in it
+      // (written before the rotation, or after it by a run still on it) or in
+      // the new live file.
+      const std::string formerLive = readLog(c.rotations ? "ctl.0.log" : "ctl.log");
+      ASSERT_GE(formerLive.size(), c.liveSize);
+      EXPECT_EQ(formerLive.substr(c.liveSize - 5, 5), "live\n");
+      std::istringstream written(formerLive.substr(c.liveSize) + (c.rotations ? readLog("ctl.log") : ""));
+      Lines lines;
+      for (std::string line; std::getline(written, line);) lines.push_back(line + (written.eof() ? "" : "\n"));
+      std::sort(lines.begin(), lines.end());
+      std::sort(expected.begin(), expected.end());
+      EXPECT_EQ(lines, expected);
+      // The older files moved by exactly as many places as there were rotations.
+      for (int generation = 0; generation + c.rotations < 4; ++generation) {
+        EXPECT_EQ(readLog("ctl." + std::to_string(generation + c.rotations) + ".log"), std::to_string(generation) + "\n");
+      }
+      EXPECT_FALSE(fs::exists(logFile("ctl.4.log")));
+      fs::remove_all(logFile(""));
+    }
+  }
 }
 
 // Eight writers put about 35 MB through the file: three rotations, after

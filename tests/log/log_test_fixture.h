@@ -82,9 +82,10 @@ class LogFacilityTest : public ::testing::Test {
   std::string logFile(const std::string& name) const { return home_.file("Library/Logs/Quillhaven/" + name); }
   std::string readLog(const std::string& name) const { return home_.read("Library/Logs/Quillhaven/" + name); }
 
-  // The line the facility writes for `message` at the fixed time, 2021-01-05 08:07:03 UTC.
-  static std::string expectedLine(const std::string& message, const char* date = "5/Jan/21, 09:07:03+0100") {
-    return std::string(date) + " ctl[" + std::to_string(getpid()) + "] " + message + "\n";
+  // The line that process `pid` writes for `message` at the fixed time, 2021-01-05 08:07:03 UTC.
+  static std::string expectedLine(const std::string& message, const char* date = "5/Jan/21, 09:07:03+0100",
+                                  pid_t pid = getpid()) {
+    return std::string(date) + " ctl[" + std::to_string(pid) + "] " + message + "\n";
   }
 
   const testing_support::SavedEnvironment environment_{"HOME", "TZ"};
