@@ -41,8 +41,10 @@ platform::XPCConnectionRef LKSXPCClient::_connectionCreatingIfNeeded() {
   // thread that waits in a synchronous send.
   _connection = platform::XPCConnection::createMachService(_serviceName, LKSQueueMain(),
                                                            platform::XPC_CONNECTION_MACH_SERVICE_PRIVILEGED);
-  // The handler keeps the client alive as long as the connection delivers events.
-  const platform::XPCConnection* created = _connection.get();
+  // The handler keeps the client alive as long as the connection delivers
+  // events. It knows its connection weakly: an address could be reused by a
+  // connection made after this one is gone, a weak reference cannot.
+  const std::weak_ptr<platform::XPCConnection> created = _connection;
   _connection->setEventHandler([self = shared_from_this(), created](const platform::XPCObject& event) {
     if (event.isError()) self->_handleConnectionError(event, created);
   });
@@ -50,14 +52,15 @@ platform::XPCConnectionRef LKSXPCClient::_connectionCreatingIfNeeded() {
   return _connection;
 }
 
-void LKSXPCClient::_handleConnectionError(const platform::XPCObject& error, const platform::XPCConnection* failed) {
+void LKSXPCClient::_handleConnectionError(const platform::XPCObject& error,
+                                          const std::weak_ptr<platform::XPCConnection>& failed) {
   switch (error.type()) {
     case platform::XPCObject::Type::ConnectionInvalid:
       LKSLog(LKSLogLevelError, "Connection became invalid with server.");
       // Dropped, not cancelled: it is dead already. A connection opened since
       // (after a cancel) is not the one that failed and stays.
       _internalLock->sync([&] {
-        if (_connection.get() == failed) _connection = nullptr;
+        if (_connection == failed.lock()) _connection = nullptr;
       });
       break;
     case platform::XPCObject::Type::ConnectionInterrupted:

@@ -37,7 +37,7 @@ class LKSXPCClient : public std::enable_shared_from_this<LKSXPCClient> {
   // The creation step of connection(); runs only on _internalLock.
   platform::XPCConnectionRef _connectionCreatingIfNeeded();
   // Reacts to an error event of `failed`, on the queue of connection events.
-  void _handleConnectionError(const platform::XPCObject& error, const platform::XPCConnection* failed);
+  void _handleConnectionError(const platform::XPCObject& error, const std::weak_ptr<platform::XPCConnection>& failed);
 
   platform::QueueRef _internalLock;        // guards _connection
   platform::XPCConnectionRef _connection;  // null until the first send, after invalidation or cancel

@@ -45,6 +45,23 @@ TEST_F(XPCClientTest, OpensOneConnectionOnFirstUse) {
   finish(*client_);
 }
 
+TEST_F(XPCClientTest, ACancelledConnectionsInvalidationSparesTheNextOne) {
+  init();
+  // The invalidations of cancelled connections wait until a new one exists,
+  // which likely sits where one of them was in memory.
+  std::promise<void> release;
+  LKSQueueMain()->async([held = release.get_future().share()] { held.wait(); });
+  for (int i = 0; i < 4; ++i) {
+    client_->connection();
+    client_->cancel();
+  }
+  const platform::XPCConnectionRef next = client_->connection();
+  release.set_value();
+  LKSQueueMain()->sync([] {});
+  EXPECT_EQ(client_->connection(), next);
+  finish(*client_);
+}
+
 TEST_F(XPCClientTest, ReplacedAfterInvalidationKeptAfterInterruption) {
   init();
   const platform::XPCConnectionRef first = client_->connection();
