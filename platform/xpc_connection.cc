@@ -130,13 +130,18 @@ struct XPCConnection::State : std::enable_shared_from_this<State> {
   // Sends `message`; with `request`, registers it for the reply first, so
   // that a failing connect fails it like any other pending request.
   void send(const Dictionary& message, std::optional<Pending> request) {
-    // A dictionary that cannot travel fails this request alone.
+    // A dictionary that cannot travel fails this request alone and never
+    // reaches the connection; a one-way message of one is dropped.
     std::optional<Bytes> body = encodeXPCFrameBody(message, nullptr);
+    if (!body) {
+      if (request) deliver(*request, XPC_ERROR_CONNECTION_INVALID);
+      return;
+    }
     std::shared_ptr<XPCSocket> sending;
     std::uint64_t messageId = 0;
     {
       std::lock_guard lock(mutex);
-      if (body && request && resumed && !invalid) {
+      if (request && resumed && !invalid) {
         messageId = nextMessageId++;
         pending.emplace(messageId, *request);
       }

@@ -69,7 +69,8 @@ class XPCConnection {
   // Makes the connection invalid for good and closes it.
   void cancel();
 
-  // Sends without expecting a reply; a failure reaches the event handler only.
+  // Sends without expecting a reply; a failure of the connection reaches the
+  // event handler only, and a message that is not a property list is dropped.
   void sendMessage(const Dictionary& message);
   // Sends and calls `handler` once, on `queue`, with the reply or an error object.
   void sendMessageWithReply(const Dictionary& message, QueueRef queue, Handler handler);

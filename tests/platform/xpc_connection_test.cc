@@ -83,6 +83,25 @@ TEST_F(XPCConnectionTest, AMissingServiceMakesTheConnectionInvalidForGood) {
   EXPECT_EQ(service.connections(), 0);
 }
 
+TEST_F(XPCConnectionTest, AMessageThatCannotTravelFailsAloneAndSendsNothing) {
+  std::mutex mutex;
+  std::vector<Value> received;
+  TestService service(kService, [&](const std::shared_ptr<XPCPeer>& peer, XPCFrame frame) {
+    std::lock_guard lock(mutex);
+    received.push_back(frame.message.get("message"));
+    if (frame.messageId != 0) peer->reply(frame.messageId, {}, nullptr);
+  });
+  XPCConnectionRef connection = connect();
+  Dictionary unencodable = request(1);
+  unencodable.set("error", Value::error(Error::make("test", 1, {})));  // no property-list object
+  connection->sendMessage(unencodable);
+  EXPECT_EQ(connection->sendMessageWithReplySync(unencodable).type(), kInvalid);
+  EXPECT_EQ(connection->sendMessageWithReplySync(request(2)).type(), XPCObject::Type::Dictionary);
+  EXPECT_EQ(events(), Types{});
+  std::lock_guard lock(mutex);
+  EXPECT_EQ(received, std::vector<Value>{Value::integer(2)});
+}
+
 TEST_F(XPCConnectionTest, HostileFramesMakeTheConnectionInvalid) {
   const auto frame = [](std::uint32_t length, std::uint64_t messageId, const Bytes& body) {
     const auto header = encodeXPCFrameHeader({length, messageId, 1});
