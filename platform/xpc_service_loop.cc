@@ -252,7 +252,7 @@ void ServiceLoop::dispatch(std::uint64_t id, Peer& peer, XPCRawFrame frame) {
   peer.busy = true;
   rewatch(id, peer, 0);
   // The body is read on the worker: a document that is slow to read holds that worker alone.
-  workers_.submit([&handler = handler_, client = peer.peer, raw = std::move(frame), notices = notices_, id] {
+  workers_.submit([&handler = handler_, client = peer.peer, raw = std::move(frame), notices = notices_, id]() mutable {
     std::optional<XPCFrame> request = decodeXPCFrame(raw, nullptr);
     // A client that breaks the frame format is dropped like one that left.
     if (request) {
@@ -260,6 +260,8 @@ void ServiceLoop::dispatch(std::uint64_t id, Peer& peer, XPCRawFrame frame) {
     } else {
       client->close();
     }
+    // Let go before the loop hears of it, so that a peer the loop drops then is closed at once.
+    client.reset();
     notices->post(id, Notices::Kind::RequestDone);
   });
 }

@@ -20,9 +20,10 @@ TestService::TestService(const std::string& name, Handler handler) {
     ADD_FAILURE() << "cannot listen as " << name << ": " << (error ? error->localizedDescription() : "");
     return;
   }
-  // Counts a client at its first request (every client here sends at once);
-  // holding the peers keeps their addresses from being reused.
-  auto seen = std::make_shared<std::set<std::shared_ptr<platform::XPCPeer>>>();
+  // Counts a client at its first request (every client here sends at once).
+  // Peers are known by weak references, which no later peer can share, and
+  // which leave the listener free to close the peers it drops.
+  auto seen = std::make_shared<std::set<std::weak_ptr<platform::XPCPeer>, std::owner_less<>>>();
   auto mutex = std::make_shared<std::mutex>();
   Handler counting = [this, seen, mutex, handler](const std::shared_ptr<platform::XPCPeer>& peer,
                                                   platform::XPCFrame request) {
