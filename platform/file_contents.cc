@@ -32,8 +32,9 @@ int readAll(int fd, std::size_t maxSize, Bytes* contents) {
 }
 
 FileReadResult readFile(const std::string& path, Bytes* contents, ErrorRef* error) {
+  // As the platform's existence test answers: any path stat cannot follow leads to no file.
   struct stat st {};
-  if (::stat(path.c_str(), &st) != 0 && (errno == ENOENT || errno == ENOTDIR)) return FileReadResult::Missing;
+  if (::stat(path.c_str(), &st) != 0) return FileReadResult::Missing;
   int failure = 0;
   const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
   if (fd < 0) {

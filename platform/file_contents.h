@@ -18,10 +18,11 @@ int readAll(int fd, std::size_t maxSize, Bytes* contents);
 
 enum class FileReadResult { Read, Missing, Failed };
 
-// Reads the file at `path` (links followed) into *contents: Missing when
-// nothing exists there, Failed with an NSPOSIXErrorDomain error whose
-// description names the file and the reason (a directory, no permission,
-// over kMaxReadFileSize) when it cannot be read.
+// Reads the file at `path` (links followed) into *contents: Missing when the
+// path reaches nothing, for any reason (no entry, a loop of links, a name too
+// long, a file where a folder should be), Failed with an NSPOSIXErrorDomain
+// error whose description names the file and the reason (a directory, no
+// permission, over kMaxReadFileSize) when it cannot be read.
 FileReadResult readFile(const std::string& path, Bytes* contents, ErrorRef* error);
 
 }  // namespace platform

@@ -1,7 +1,9 @@
 // The everyday commands in this process against the development scheduler:
 // status, info, settings and its import, the master switch, enable and
 // disable, backups and snapshots, and the root stop.
+#include <limits.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 
@@ -76,14 +78,19 @@ TEST_F(SchedulerCommands, ImportSendsTheFileAsItIsOnceRead) {
   home_.write("unknown.plist", "{ Bogus = 1; }");
   home_.write("garbage.plist", "{ unterminated");
   ASSERT_EQ(::mkdir(home_.file("folder.plist").c_str(), 0755), 0);
+  ASSERT_EQ(::symlink("loop.plist", home_.file("loop.plist").c_str()), 0);
   const char* const noPath = "Path must be specified to settings file.\n";
   const std::string home = home_.path();
+  const std::string tooLong = home + "/" + std::string(NAME_MAX + 1, 'x');
   expectRuns({
       // The path is standardized: the tilde, "." and "..", repeated separators.
       {{"settings", "import", "~/./x/..//saved.plist"}, kRoot, "", "", 0, {2}, Value::dictionary(defaults_)},
       {{"set-settings", home + "/saved.plist"}, kRoot, "", "", 0, {2}, Value::dictionary(defaults_)},
       {{"settings", "import"}, kRoot, noPath, "", 1, {}},
       {{"settings", "import", home + "//missing.plist"}, kRoot, "File does not exist at path: " + home + "/missing.plist\n", "", 1, {}},
+      // A path that reaches nothing, whatever the reason, is no file either.
+      {{"settings", "import", home + "/loop.plist"}, kRoot, "File does not exist at path: " + home + "/loop.plist\n", "", 1, {}},
+      {{"settings", "import", tooLong}, kRoot, "File does not exist at path: " + tooLong + "\n", "", 1, {}},
       {{"settings", "import", home + "/folder.plist"}, kRoot,
        "Failed to read file: The file \u201cfolder.plist\u201d couldn\u2019t be read: Is a directory.\n", "", 1, {}},
       // Sent unchecked: the scheduler refuses, at the error level.
