@@ -35,7 +35,7 @@ struct Where {
 class Reader {
  public:
   Reader(std::span<const std::uint8_t> data, std::string& problem)
-      : data_(data), problem_(problem) {}
+      : data_(data), problem_(problem), budget_(data.size()) {}
 
   Value read() {
     if (!readTrailer()) return {};
@@ -56,6 +56,8 @@ class Reader {
     State state = State::Unread;
     // Container levels from this object down, to keep the cap when it is reused deeper.
     std::uint16_t height = 0;
+    // What the object weighs expanded, shared items counted at every reference.
+    std::uint64_t weight = 0;
     Value value;  // absent for null and fill
   };
 
@@ -131,6 +133,9 @@ class Reader {
     }
     slot.state = State::Reading;
     if (!parse({index, offset}, depth, slot)) return nullptr;
+    if (slot.value && !slot.value.asArray() && !slot.value.asDictionary()) {
+      slot.weight = 1 + codec::ExpansionBudget::payload(slot.value);
+    }
     slot.state = State::Read;
     return &slot;
   }
@@ -313,6 +318,12 @@ class Reader {
     return true;
   }
 
+  // Adds an item's weight to its container's, which must stay within the budget.
+  bool weigh(const Where& where, std::uint64_t& weight, const Slot& item) {
+    if (budget_.add(weight, item.weight)) return true;
+    return fail(where, "%s", budget_.refusal("the document").c_str());
+  }
+
   bool readArray(const Where& where, std::size_t at, std::uint8_t info, std::size_t depth,
                  Slot& slot) {
     if (!enterContainer(where, depth)) return false;
@@ -322,16 +333,18 @@ class Reader {
     std::vector<Value> items;
     items.reserve(count);
     std::uint16_t height = 1;
+    std::uint64_t weight = 1;
     for (std::uint64_t i = 0; i < count; ++i, at += referenceSize_) {
       std::uint64_t reference;
       if (!readReference(where, at, reference)) return false;
       const Slot* item = object(reference, depth + 1);
-      if (!item) return false;
+      if (!item || !weigh(where, weight, *item)) return false;
       if (item->value) items.push_back(item->value);
       height = std::max<std::uint16_t>(height, item->height + 1);
     }
     slot.value = Value::array(Array(std::move(items)));
     slot.height = height;
+    slot.weight = weight;
     return true;
   }
 
@@ -346,6 +359,7 @@ class Reader {
     const std::size_t valuesAt = at + static_cast<std::size_t>(count) * referenceSize_;
     Dictionary entries;
     std::uint16_t height = 1;
+    std::uint64_t weight = 1;
     for (std::uint64_t i = 0; i < count; ++i) {
       const std::size_t keyAt = at + static_cast<std::size_t>(i) * referenceSize_;
       std::uint64_t keyReference, valueReference;
@@ -362,13 +376,14 @@ class Reader {
       }
       const Slot* key = object(keyReference, depth + 1);
       const Slot* value = key ? object(valueReference, depth + 1) : nullptr;
-      if (!value) return false;
+      if (!value || !weigh(where, weight, *key) || !weigh(where, weight, *value)) return false;
       // A null value leaves the key out, as the absent value it stands for.
       if (value->value) entries.set(*key->value.asString(), value->value);
       height = std::max<std::uint16_t>(height, value->height + 1);
     }
     slot.value = Value::dictionary(std::move(entries));
     slot.height = height;
+    slot.weight = weight;
     return true;
   }
 
@@ -409,6 +424,7 @@ class Reader {
   std::uint8_t referenceSize_ = 0;
   std::uint64_t objectCount_ = 0;
   std::uint64_t topObject_ = 0;
+  const codec::ExpansionBudget budget_;
   // Only objects that are reached get a slot, so a huge offset table behind a
   // small document costs nothing; slots keep their address as others are added.
   std::unordered_map<std::uint64_t, Slot> slots_;

@@ -16,8 +16,9 @@ bool looksLikeBinary(std::span<const std::uint8_t> data);
 // `problem` saying what went wrong and where (object index and byte offset).
 // UIDs come back as Value::uid, so that keyed archives can be decoded; sets come
 // back as arrays; null and fill references are left out of their container.
-// Shared objects are read once; an object that contains itself, and nesting
-// deeper than codec::kMaxNestingDepth, are errors.
+// Shared objects are read once; an object that contains itself, nesting deeper
+// than codec::kMaxNestingDepth, and sharing that makes the document heavier than
+// codec::ExpansionBudget admits for its size are errors.
 Value read(std::span<const std::uint8_t> data, std::string& problem);
 
 }  // namespace platform::binary_plist

@@ -1,5 +1,6 @@
 #include "platform/codec_support.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -88,6 +89,24 @@ constexpr std::array<std::int8_t, 256> kBase64Values = makeBase64Values();
 bool isAsciiSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v'; }
 
 }  // namespace
+
+ExpansionBudget::ExpansionBudget(std::size_t storedBytes) {
+  // Capped far above any real document, so that adding two weights never overflows.
+  constexpr std::uint64_t kCeiling = std::uint64_t{1} << 62;
+  const std::uint64_t bytes = std::min<std::uint64_t>(storedBytes, (kCeiling - kFloor) / kWeightPerByte);
+  limit_ = kFloor + kWeightPerByte * bytes;
+}
+
+std::uint64_t ExpansionBudget::payload(const Value& v) {
+  if (const std::string* text = v.asString()) return text->size();
+  if (const Bytes* bytes = v.asData()) return bytes->size();
+  return 0;
+}
+
+std::string ExpansionBudget::refusal(std::string_view whole) const {
+  return "through shared references " + std::string(whole) + " describes more than " + std::to_string(limit_) +
+         " objects and bytes of text and data";
+}
 
 std::string formatReal(double d) {
   if (std::isnan(d)) return "nan";

@@ -17,6 +17,42 @@ namespace platform::codec {
 // that hostile input cannot exhaust the stack or build absurd structures.
 inline constexpr std::size_t kMaxNestingDepth = 512;
 
+// A document that shares objects (a binary property list through its object
+// references, a keyed archive through its UIDs) stands for more than it stores:
+// a few hundred bytes can describe 2^60 objects. Its readers weigh what they
+// build, a shared object once for every reference to it, and refuse a document
+// heavier than a bound linear in its stored size; whatever walks the value they
+// return (writers, descriptions, checks) then costs time linear in what was read.
+class ExpansionBudget {
+ public:
+  // Weight admitted per stored byte, and for any document however small. Plain
+  // documents weigh less than their size; sharing keys and strings, as writers
+  // do, multiplies that by a few at most.
+  static constexpr std::uint64_t kWeightPerByte = 16;
+  static constexpr std::uint64_t kFloor = 65'536;
+
+  explicit ExpansionBudget(std::size_t storedBytes);
+
+  // The heaviest value a document of the given size may describe.
+  std::uint64_t limit() const { return limit_; }
+
+  // An object weighs 1 plus this: the bytes of a string or data, 0 for other kinds.
+  static std::uint64_t payload(const Value& v);
+
+  // Adds `weight` (at most limit()) to `total`; false when the total is then over
+  // the limit, after which the caller stops adding.
+  bool add(std::uint64_t& total, std::uint64_t weight) const {
+    total += weight;
+    return total <= limit_;
+  }
+
+  // Why a document of this kind ("the document", "the archive") was refused.
+  std::string refusal(std::string_view whole) const;
+
+ private:
+  std::uint64_t limit_;
+};
+
 // The shortest text that reads back as exactly `d`, laid out like printf's %g:
 // "1", "0.5", "1e+16", "1e-05", "-0", "nan", "inf", "-inf".
 std::string formatReal(double d);

@@ -2,7 +2,8 @@
 // keyed_archive_format.h), admitting only the error class and the property-list
 // classes. An object referenced several times is decoded once and shared, as
 // the platform's unarchiver does; the walk of the UID graph refuses cycles,
-// nesting beyond the codecs' cap and values too large to describe.
+// nesting beyond the codecs' cap and sharing that the expansion budget does not
+// admit for the archive's size.
 #include <cinttypes>
 #include <cstdarg>
 #include <cstdio>
@@ -41,9 +42,9 @@ constexpr AdmittedClass kAdmittedClasses[] = {
 
 class Decoder {
  public:
-  explicit Decoder(const Array& objects)
+  Decoder(const Array& objects, std::size_t archiveBytes)
       : objects_(objects), states_(objects.size(), State::Unvisited), decoded_(objects.size()),
-        weights_(objects.size(), 0) {}
+        weights_(objects.size(), 0), budget_(archiveBytes) {}
 
   // Decodes the object that `reference` names, `depth` objects below the root.
   // False with problem() set on any fault; a nil reference gives an absent value.
@@ -65,7 +66,7 @@ class Decoder {
         return count(weights_[index]);
       case State::Unvisited: break;
     }
-    const std::size_t countBefore = decodedCount_;
+    const std::uint64_t weightBefore = decodedWeight_;
     if (!count(1)) return false;
     const Value& entry = objects_[index];
     if (const Dictionary* fields = entry.asDictionary()) {
@@ -75,10 +76,11 @@ class Decoder {
       return fail("object %zu is %s, neither an object nor a plain value", index, kindName(entry.kind()));
     } else {
       out = entry;  // a string, number, boolean, date or data kept as it is
+      if (!count(codec::ExpansionBudget::payload(entry))) return false;
     }
     states_[index] = State::Decoded;
     decoded_[index] = out;
-    weights_[index] = decodedCount_ - countBefore;
+    weights_[index] = decodedWeight_ - weightBefore;
     return true;
   }
 
@@ -115,10 +117,10 @@ class Decoder {
     return "a value";
   }
 
-  bool count(std::size_t objects) {
-    decodedCount_ += objects;
-    if (decodedCount_ <= kMaxDecodedObjects) return true;
-    return fail("the archive describes more than %zu objects", kMaxDecodedObjects);
+  // Adds to the weight of the value decoded so far, which must stay within the budget.
+  bool count(std::uint64_t weight) {
+    if (budget_.add(decodedWeight_, weight)) return true;
+    return fail("%s", budget_.refusal("the archive").c_str());
   }
 
   bool decodeObject(std::size_t index, const Dictionary& fields, std::size_t depth, Value& out) {
@@ -225,6 +227,7 @@ class Decoder {
       if (!decode(field, depth + 1, out)) return false;
     } else {
       out = field;
+      if (!count(codec::ExpansionBudget::payload(field))) return false;
     }
     if (out.kind() != kind) return fail("object %zu has no %s under \"%s\"", index, noun, key);
     return true;
@@ -233,8 +236,10 @@ class Decoder {
   const Array& objects_;
   std::vector<State> states_;
   std::vector<Value> decoded_;
-  std::vector<std::size_t> weights_;  // objects in each decoded value, shared ones counted per reference
-  std::size_t decodedCount_ = 0;
+  // What each decoded value weighs, shared objects counted at every reference.
+  std::vector<std::uint64_t> weights_;
+  const codec::ExpansionBudget budget_;
+  std::uint64_t decodedWeight_ = 0;
   std::string problem_;
 };
 
@@ -267,7 +272,7 @@ ErrorRef decodeArchive(std::span<const std::uint8_t> data, std::string& problem)
     problem = "\"$top\" names no root";
     return nullptr;
   }
-  Decoder decoder(*objects);
+  Decoder decoder(*objects, data.size());
   Value root;
   if (!decoder.decode(top->get(kRootKey), 0, root)) {
     problem = decoder.problem();

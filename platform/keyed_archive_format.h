@@ -60,11 +60,6 @@ inline constexpr const char* kTextKey = "NS.string";
 inline constexpr std::int64_t NSCoderReadCorruptError = 4864;
 inline constexpr std::int64_t NSCoderInvalidValueError = 4866;
 
-// The most objects one decoded error may hold, a shared object counting once
-// for each reference to it: a small archive whose objects reference each other
-// many times over would otherwise describe an astronomically large value.
-inline constexpr std::size_t kMaxDecodedObjects = 1'000'000;
-
 // An error of NSCocoaErrorDomain whose description is `problem`.
 inline ErrorRef coderError(std::int64_t code, std::string problem) {
   Dictionary userInfo;

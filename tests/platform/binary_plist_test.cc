@@ -4,8 +4,11 @@
 #include <optional>
 #include <string>
 
+#include "harness/shared_arrays.h"
 #include "platform/binary_plist_reader.h"
 #include "platform/binary_plist_writer.h"
+#include "platform/codec_support.h"
+#include "platform/json_writer.h"
 #include "platform/property_list.h"
 
 namespace platform {
@@ -42,6 +45,11 @@ std::string chain(int n, int empty, int last, const std::string& top = "") {
 }
 
 Value read(const std::string& file) { return propertyListWithData(Bytes(file.begin(), file.end()), nullptr, nullptr); }
+
+std::string written(const Value& v) {
+  const std::optional<Bytes> bytes = dataWithPropertyList(v, PropertyListFormat::Binary, nullptr);
+  return bytes ? std::string(bytes->begin(), bytes->end()) : std::string(40, '\0');  // fails the checks below
+}
 
 // Each file must be refused with a read error, never crash, hang or allocate
 // for a count it does not hold.
@@ -88,6 +96,8 @@ TEST(BinaryPlistReader, HostileInputs) {
       {"10,000 nested arrays", chain(10000, 9999, 0)},
       // [1, 301]: 1-300 nest 300 deep and are read first; 301-600 nest 300 more, then hold 1.
       {"601 levels through a shared object", chain(601, 300, 1, b({0xA2, 0, 1, 1, 45}))},
+      {"2^60 paths through 60 arrays that each hold the next twice", written(testing_support::doubledArrays(60)),
+       "through shared references the document describes more than"},
   };
   for (const auto& bad : kBad) {
     std::string problem;
@@ -95,11 +105,6 @@ TEST(BinaryPlistReader, HostileInputs) {
     EXPECT_TRUE(problem.starts_with("binary property list: ")) << bad.why << ": " << problem;
     EXPECT_NE(problem.find(bad.says), std::string::npos) << bad.why << ": " << problem;
   }
-}
-
-std::string written(const Value& v) {
-  const std::optional<Bytes> bytes = dataWithPropertyList(v, PropertyListFormat::Binary, nullptr);
-  return bytes ? std::string(bytes->begin(), bytes->end()) : std::string(40, '\0');  // fails the checks below
 }
 
 // From the trailer: the reference size, and the low byte of the object count.
@@ -119,33 +124,57 @@ TEST(BinaryPlistWriter, FewestBytesAndEachObjectOnce) {
   // Equal scalars once, but 0.0 and -0.0 apart, and 1 and 1.0 are different kinds.
   const Value a = Value::string("a"), one = Value::integer(1);
   EXPECT_EQ(objectCount(written(Value::array({a, one, a, one, Value::real(0.0), Value::real(-0.0), Value::real(1.0)}))), 6);
-  // A container shared 64 levels deep: 2^64 paths, 65 objects, each also read once.
-  Value v = Value::integer(1);
-  for (int i = 0; i < 64; ++i) v = Value::array({v, v});
-  const std::string file = written(v);
-  EXPECT_EQ(objectCount(file), 65);
-  EXPECT_EQ(written(read(file)), file);
+  // A container shared 64 levels deep: 2^64 paths, 65 objects.
+  EXPECT_EQ(objectCount(written(testing_support::doubledArrays(64))), 65);
 }
 
-Value nested(int levels, Value innermost = Value::array({})) {
-  for (int i = 1; i < levels; ++i) innermost = Value::array({innermost});
-  return innermost;
+// The tree that doubledArrays() shares, built without sharing.
+Value unsharedTree(int levels) {
+  return levels == 0 ? Value::integer(1) : Value::array({unsharedTree(levels - 1), unsharedTree(levels - 1)});
 }
 
-TEST(BinaryPlistWriter, RefusesWhatItCannotWrite) {
-  const auto write = [](const Value& v) { return dataWithPropertyList(v, PropertyListFormat::Binary, nullptr); };
-  EXPECT_TRUE(write(nested(512)));
-  EXPECT_FALSE(write(nested(513)));
-  // A shared container is reused deeper than where it was first met.
-  const Value shared = nested(300);
-  EXPECT_FALSE(write(Value::array({shared, nested(300, shared)})));
-  EXPECT_FALSE(write(Value::dictionary({{"k", Value()}})));
-  ErrorRef error;
-  EXPECT_FALSE(dataWithPropertyList(Value::array({Value::integer(1), Value::uid(1)}), PropertyListFormat::Binary, &error));
-  ASSERT_TRUE(error);
-  EXPECT_EQ(error->code, NSPropertyListWriteInvalidError);
-  EXPECT_EQ(error->localizedDescription(),
-            "binary property list: cannot write a UID, which is not a property-list object at root[1]");
+std::string text(const std::optional<Bytes>& bytes) {
+  return bytes ? std::string(bytes->begin(), bytes->end()) : "<failed>";
+}
+
+// A document that shares objects reads while its expanded weight is within what
+// its size admits, and then prints, in every format, as its unshared twin does.
+TEST(BinaryPlistReader, SharingWithinTheBudget) {
+  const Value shared = Value::dictionary({{"a", Value::integer(1)}, {"b", Value::string("x y")}});
+  const Value small = read(written(Value::array({shared, Value::dictionary({{"c", shared}}), shared})));
+  EXPECT_EQ(small.description(), R"((
+        {
+        a = 1;
+        b = "x y";
+    },
+        {
+        c =         {
+            a = 1;
+            b = "x y";
+        };
+    },
+        {
+        a = 1;
+        b = "x y";
+    }
+))");
+  int largest = 0;
+  for (int levels = 1; levels <= 24; ++levels) {
+    const std::string file = written(testing_support::doubledArrays(levels));
+    const bool admitted =
+        testing_support::doubledArraysWeight(levels) <= codec::ExpansionBudget(file.size()).limit();
+    EXPECT_EQ(!!read(file), admitted) << levels << " levels";
+    if (admitted) largest = levels;
+  }
+  ASSERT_GE(largest, 12);
+  ASSERT_LT(largest, 24);
+  const std::string file = written(testing_support::doubledArrays(largest));
+  const Value document = read(file), twin = unsharedTree(largest);
+  EXPECT_EQ(written(document), file);
+  EXPECT_EQ(document.description(), twin.description());
+  EXPECT_EQ(text(dataWithPropertyList(document, PropertyListFormat::XML, nullptr)),
+            text(dataWithPropertyList(twin, PropertyListFormat::XML, nullptr)));
+  EXPECT_EQ(text(json::dataWithJSONObject(document, nullptr)), text(json::dataWithJSONObject(twin, nullptr)));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "harness/shared_arrays.h"
 #include "platform/binary_plist_writer.h"
 
 namespace platform {
@@ -67,14 +68,14 @@ Bytes withDictionary(Array keys, Array members, std::vector<Value> more = {}) {
 }
 
 // User info {"d": object 6}, where `arrays` arrays from object 6 on each hold the
-// next one `fanOut` times, and the last holds the string "leaf" as often.
-Bytes arrayChain(std::uint64_t arrays, std::size_t fanOut) {
-  const std::uint64_t leaf = 6 + arrays;
+// next one `fanOut` times, and the last holds the string `leaf` as often.
+Bytes arrayChain(std::uint64_t arrays, std::size_t fanOut, const std::string& leaf = "leaf") {
+  const std::uint64_t leafAt = 6 + arrays;
   std::vector<Value> more;
-  for (std::uint64_t at = 6; at < leaf; ++at) {
-    more.push_back(object(leaf + 1, {{"NS.objects", Value::array(Array(std::vector<Value>(fanOut, uid(at + 1))))}}));
+  for (std::uint64_t at = 6; at < leafAt; ++at) {
+    more.push_back(object(leafAt + 1, {{"NS.objects", Value::array(Array(std::vector<Value>(fanOut, uid(at + 1))))}}));
   }
-  more.push_back(s("leaf"));
+  more.push_back(Value::string(leaf));
   more.push_back(classEntry("NSArray"));
   return withDictionary({uid(2)}, {uid(6)}, std::move(more));
 }
@@ -106,7 +107,10 @@ TEST(KeyedArchive, RefusesBrokenAndHostileArchives) {
       {"user info that is an array", withUserInfo(anArray, classEntry("NSArray")), "user info of error object 1 is not a dictionary"},
       {"date without its time", withDictionary({uid(2)}, {uid(6)}, {object(7, {{"NS.time", s("now")}}), classEntry("NSDate")}),
        "date object 6 has no \"NS.time\""},
-      {"2^60 strings from 60 arrays", arrayChain(60, 2), "more than 1000000 objects"},
+      {"2^60 strings from 60 arrays", arrayChain(60, 2), "through shared references the archive describes more than"},
+      {"a 200-byte string 2,000 times", arrayChain(1, 2000, std::string(200, 's')), "the archive describes more than"},
+      {"2^60 paths beside the archive", archive({s("d")}, {{"$shared", testing_support::doubledArrays(60)}}),
+       "binary property list: through shared references the document"},
       {"512 arrays", arrayChain(512, 1), "nesting deeper than 512"},
       {"10,000 arrays", arrayChain(10000, 1), "nesting deeper than 512"},
   };
