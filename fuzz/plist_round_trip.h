@@ -16,8 +16,9 @@ inline bool sameAfterXml(const platform::Value& original, const platform::Value&
   if (original.kind() != read.kind()) return false;
   switch (original.kind()) {
     case Kind::Real: {
-      const double a = *original.asReal(), b = *read.asReal();
-      return (std::isnan(a) && std::isnan(b)) || (a == b && std::signbit(a) == std::signbit(b));
+      // As values compare, NaN equal to NaN (XML does not keep its sign), but -0 apart from 0.
+      const double a = *original.asReal();
+      return original == read && (std::isnan(a) || std::signbit(a) == std::signbit(*read.asReal()));
     }
     case Kind::Date:
       return std::floor(original.asDate()->unixTime()) == read.asDate()->unixTime();

@@ -1,6 +1,7 @@
 // Arbitrary bytes as a stream from a peer, read frame by frame as a connection
 // reads them. Whatever is read as a frame must encode again to a body that
-// reads back the same; anything else must end the stream cleanly.
+// reads back the same, as values compare (a date that is not a number equals
+// another); anything else must end the stream cleanly.
 #include <sys/socket.h>
 #include <unistd.h>
 

@@ -25,15 +25,13 @@ struct Civil {
   unsigned month, day, hour, minute, second;
 };
 
-// Dates further out than this many seconds either side of 2001 cannot be laid
-// out in a four-digit year anyway; they are clamped so the arithmetic stays exact.
-constexpr double kDateLimit = 1e15;
+// The calendar form is computed for dates up to this many seconds either side
+// of 2001, where the whole seconds and days fit 64-bit integers with room to spare.
+constexpr double kCalendarLimit = 1e15;
 
+// `date` must have a calendar form.
 Civil civilFromDate(Date date) {
-  double t = date.unixTime();
-  if (!(t > -kDateLimit)) t = -kDateLimit;  // NaN lands here too
-  if (t > kDateLimit) t = kDateLimit;
-  const auto seconds = static_cast<std::int64_t>(std::floor(t));
+  const auto seconds = static_cast<std::int64_t>(std::floor(date.unixTime()));
   std::int64_t days = seconds / 86400;
   std::int64_t rest = seconds % 86400;
   if (rest < 0) {
@@ -53,8 +51,10 @@ Civil civilFromDate(Date date) {
           static_cast<unsigned>(rest / 60 % 60), static_cast<unsigned>(rest % 60)};
 }
 
-// "YYYY-MM-DD" + `middle` + "HH:MM:SS" + `end`.
+// "YYYY-MM-DD" + `middle` + "HH:MM:SS" + `end`, or the seconds of a date that
+// has no calendar form.
 std::string formatCivil(Date date, const char* middle, const char* end) {
+  if (!hasCalendarForm(date)) return formatReal(date.sinceReferenceDate);
   const Civil c = civilFromDate(date);
   char buffer[96];
   std::snprintf(buffer, sizeof buffer, "%04lld-%02u-%02u%s%02u:%02u:%02u%s",
@@ -176,6 +176,8 @@ std::optional<double> parseReal(std::string_view text) {
   }
   return negative ? -value : value;
 }
+
+bool hasCalendarForm(Date date) { return std::fabs(date.sinceReferenceDate) <= kCalendarLimit; }
 
 std::string formatIsoDate(Date date) {
   return formatCivil(date, "T", "Z");

@@ -62,6 +62,12 @@ std::string formatReal(double d);
 // whole text is one number.
 std::optional<double> parseReal(std::string_view text);
 
+// True when `date` is a number of seconds within about 31 million years of
+// 2001, the span whose calendar form the formatters below compute exactly. Any
+// other date (not a number, infinite or further out) has no calendar form: they
+// print its seconds since 2001 as formatReal does ("nan", "inf", "1e+300").
+bool hasCalendarForm(Date date);
+
 // The UTC calendar form "2021-01-05T09:07:03Z" (fractions of seconds dropped,
 // rounding towards the past).
 std::string formatIsoDate(Date date);

@@ -7,6 +7,8 @@
 #include <cmath>
 #include <string_view>
 
+#include "platform/codec_support.h"
+
 namespace platform {
 namespace {
 
@@ -42,9 +44,8 @@ std::string localizedShortDateTime(Date date) {
   if (!locale) locale = newlocale(LC_TIME_MASK, "C", nullptr);
   const std::string format =
       std::string(nl_langinfo_l(D_FMT, locale)) + ", " + withoutSeconds(nl_langinfo_l(T_FMT, locale));
-  double unix = date.unixTime();
-  if (!std::isfinite(unix)) unix = 0;
-  const auto seconds = static_cast<time_t>(std::floor(unix));
+  if (!codec::hasCalendarForm(date)) return codec::formatReal(date.sinceReferenceDate);
+  const auto seconds = static_cast<time_t>(std::floor(date.unixTime()));
   tzset();
   tm local{};
   localtime_r(&seconds, &local);

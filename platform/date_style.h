@@ -10,7 +10,8 @@
 namespace platform {
 
 // The locale's numeric date, a comma and a blank, and its time of day without
-// seconds: "01/05/21, 09:07" in the C locale, "05.01.21, 09:07" in de_DE.
+// seconds: "01/05/21, 09:07" in the C locale, "05.01.21, 09:07" in de_DE. A date
+// without a calendar form prints as codec::hasCalendarForm says ("nan").
 std::string localizedShortDateTime(Date date);
 
 }  // namespace platform

@@ -1,8 +1,13 @@
 #include "platform/value.h"
 
+#include <cmath>
 #include <cstdio>
 
 namespace platform {
+
+bool sameNumber(double a, double b) { return a == b || (std::isnan(a) && std::isnan(b)); }
+
+bool operator==(Date a, Date b) { return sameNumber(a.sinceReferenceDate, b.sinceReferenceDate); }
 
 Value Value::boolean(bool b) { return Value(Storage(b)); }
 Value Value::integer(std::int64_t i) {
@@ -90,7 +95,7 @@ bool operator==(const Value& a, const Value& b) {
     case Value::Kind::Boolean: return *a.asBoolean() == *b.asBoolean();
     case Value::Kind::Integer: return a.asInteger()->bits == b.asInteger()->bits &&
                                       a.asInteger()->isUnsigned == b.asInteger()->isUnsigned;
-    case Value::Kind::Real: return *a.asReal() == *b.asReal();
+    case Value::Kind::Real: return sameNumber(*a.asReal(), *b.asReal());
     case Value::Kind::String: return *a.asString() == *b.asString();
     case Value::Kind::Date: return *a.asDate() == *b.asDate();
     case Value::Kind::Data: return *a.asData() == *b.asData();

@@ -27,14 +27,20 @@ using ErrorRef = std::shared_ptr<const Error>;
 using Bytes = std::vector<std::uint8_t>;
 
 // A point in time: seconds since 2001-01-01 00:00:00 UTC, as the platform keeps it.
+// Any double is kept as it is, NaN included, since a peer may send one.
 struct Date {
   double sinceReferenceDate = 0;
   // Seconds between 1970-01-01 and 2001-01-01.
   static constexpr double kReferenceToUnixEpoch = 978307200.0;
   static Date fromUnixTime(double seconds) { return {seconds - kReferenceToUnixEpoch}; }
   double unixTime() const { return sinceReferenceDate + kReferenceToUnixEpoch; }
-  friend bool operator==(Date, Date) = default;
+  // Equal seconds, or both not a number (see sameNumber).
+  friend bool operator==(Date a, Date b);
 };
+
+// Equality of reals as values compare them: by ==, except that NaN equals NaN,
+// so that every value equals itself and whatever it reads back as.
+bool sameNumber(double a, double b);
 
 // An integer as NSNumber keeps it: 64 bits, signed unless the value only fits unsigned.
 struct Integer {
@@ -98,7 +104,7 @@ class Value {
   std::string description() const;
 
   // Equality as isEqual: decides it: same kind and same contents; integers compare
-  // by numeric value whatever their signedness.
+  // by numeric value whatever their signedness; reals and dates as sameNumber does.
   friend bool operator==(const Value& a, const Value& b);
 
  private:

@@ -1,6 +1,7 @@
 #include "platform/xml_plist_writer.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 
 #include "platform/codec_support.h"
@@ -50,6 +51,7 @@ class Writer : public codec::RefusingWriter {
       case Value::Kind::String: return text(level, "string", *v.asString());
       case Value::Kind::Date: {
         const double t = v.asDate()->unixTime();
+        if (std::isnan(t)) return refuse("a date that is not a number, which has no calendar form");
         if (!(t >= kEarliestDate && t < kEndOfDates)) return refuse("a date outside the years 0000 to 9999");
         return leaf(level, "date", codec::formatIsoDate(*v.asDate()));
       }

@@ -1,6 +1,7 @@
 // Interoperability of binary property lists is checked against plistlib elsewhere.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <optional>
 #include <string>
 
@@ -175,6 +176,36 @@ TEST(BinaryPlistReader, SharingWithinTheBudget) {
   EXPECT_EQ(text(dataWithPropertyList(document, PropertyListFormat::XML, nullptr)),
             text(dataWithPropertyList(twin, PropertyListFormat::XML, nullptr)));
   EXPECT_EQ(text(json::dataWithJSONObject(document, nullptr)), text(json::dataWithJSONObject(twin, nullptr)));
+}
+
+// Not-a-number dates and reals read and write as they are, and equal themselves.
+TEST(BinaryPlist, NotANumberKeepsItsBits) {
+  const double quiet = std::bit_cast<double>(0x7FF8'0000'0000'1234ULL);
+  const Value v = Value::array({Value::date({quiet}), Value::real(-quiet)});
+  const std::string file = written(v);
+  EXPECT_EQ(read(file), v);
+  EXPECT_EQ(written(read(file)), file);
+}
+
+Value nested(int levels, Value innermost = Value::array({})) {
+  for (int i = 1; i < levels; ++i) innermost = Value::array({innermost});
+  return innermost;
+}
+
+TEST(BinaryPlistWriter, RefusesWhatItCannotWrite) {
+  const auto write = [](const Value& v) { return dataWithPropertyList(v, PropertyListFormat::Binary, nullptr); };
+  EXPECT_TRUE(write(nested(512)));
+  EXPECT_FALSE(write(nested(513)));
+  // A shared container is reused deeper than where it was first met.
+  const Value shared = nested(300);
+  EXPECT_FALSE(write(Value::array({shared, nested(300, shared)})));
+  EXPECT_FALSE(write(Value::dictionary({{"k", Value()}})));
+  ErrorRef error;
+  EXPECT_FALSE(dataWithPropertyList(Value::array({Value::integer(1), Value::uid(1)}), PropertyListFormat::Binary, &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, NSPropertyListWriteInvalidError);
+  EXPECT_EQ(error->localizedDescription(),
+            "binary property list: cannot write a UID, which is not a property-list object at root[1]");
 }
 
 }  // namespace

@@ -1,7 +1,11 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
+#include <utility>
 
+#include "platform/codec_support.h"
+#include "platform/date_style.h"
 #include "platform/format.h"
 #include "platform/value.h"
 
@@ -57,6 +61,22 @@ TEST(Description, ErrorsAndTheFormatter) {
             "\"The operation couldn\u2019t be completed. (inner error -2.)\", message=5} (-3) c ab  | (null)");
   EXPECT_EQ(stringWithFormat("%s", 3), std::nullopt);     // wrong kind fails, never crashes
   EXPECT_EQ(stringWithFormat("%d %d", 1), std::nullopt);  // missing argument
+}
+
+// A date within about 31 million years of 2001 prints as a calendar date; any
+// other one as its seconds since 2001, never as a made-up year.
+TEST(Description, DatesWithoutACalendarForm) {
+  EXPECT_EQ(Value::date({1e15}).description(), "31690739-07-06 01:46:40 +0000");
+  EXPECT_EQ(Value::date({-1e15}).description(), "-31686738-06-29 22:13:20 +0000");
+  const std::pair<double, const char*> kBeyond[] = {
+      {std::nextafter(1e15, INFINITY), "1000000000000000.1"}, {1e300, "1e+300"}, {-INFINITY, "-inf"}, {NAN, "nan"},
+  };
+  for (const auto& [seconds, text] : kBeyond) {
+    EXPECT_EQ(Value::date({seconds}).description(), text);
+    EXPECT_EQ(codec::formatIsoDate({seconds}), text);
+    EXPECT_EQ(localizedShortDateTime({seconds}), text);
+  }
+  EXPECT_EQ(Value::array({Value::date({NAN})}).description(), "(\n    nan\n)");
 }
 
 }  // namespace

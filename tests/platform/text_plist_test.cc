@@ -2,6 +2,7 @@
 // are checked against plistlib elsewhere.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 
 #include "platform/codec_support.h"
@@ -119,6 +120,7 @@ TEST(XmlPlistWriter, RefusesWhatXmlCannotCarry) {
       {Value::array({Value::integer(1), Value::uid(3)}), "UID, which only binary property lists carry at root[1]"},
       {Value::dictionary({{"k\x01", Value::integer(1)}}), "character that XML cannot carry at root[\"k\x01\"]"},
       {Value::date(Date::fromUnixTime(253402300800.0)), "date outside the years 0000 to 9999"},
+      {Value::date({NAN}), "date that is not a number"},
       {Value::array({parse(arrays(512))}), "nesting deeper than 512 levels"},
   };
   for (const auto& c : kRefused) {
