@@ -71,7 +71,14 @@ bool Value::boolValue() const {
 std::int64_t Value::int64Value() const {
   if (auto b = asBoolean()) return *b ? 1 : 0;
   if (auto* i = asInteger()) return i->int64Value();
-  if (auto d = asReal()) return static_cast<std::int64_t>(*d);
+  if (auto d = asReal()) {
+    // 2^63 and beyond do not fit; the cast of such a double is undefined.
+    constexpr double kTwoTo63 = 9223372036854775808.0;
+    if (std::isnan(*d)) return 0;
+    if (*d >= kTwoTo63) return INT64_MAX;
+    if (*d < -kTwoTo63) return INT64_MIN;
+    return static_cast<std::int64_t>(*d);
+  }
   return 0;
 }
 

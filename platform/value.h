@@ -94,6 +94,8 @@ class Value {
   std::optional<Uid> asUid() const;
 
   // NSNumber's readings of a boolean, integer or real; false / 0 for anything else.
+  // A real reads as an integer rounded towards zero, saturated at the ends of the
+  // range, and NaN as 0.
   bool boolValue() const;
   std::int64_t int64Value() const;
   std::uint64_t uint64Value() const;
