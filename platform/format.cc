@@ -1,7 +1,10 @@
 #include "platform/format.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 namespace platform {
 namespace {
@@ -50,6 +53,27 @@ void appendPrintf(std::string& out, const std::string& directive, T value) {
   out.append(big.data(), static_cast<std::size_t>(n));
 }
 #pragma GCC diagnostic pop
+
+// Text for "%s" and "%@", laid out here rather than by printf, which would stop
+// at a NUL byte inside an object's description: a precision keeps at most that
+// many bytes, a width pads with spaces, on the right after a '-' flag.
+void appendText(std::string& out, const std::string& directive, std::string_view text) {
+  // A count of digits, held to INT_MAX, the largest printf takes.
+  const auto readCount = [](const char*& p) {
+    std::size_t count = 0;
+    for (; *p >= '0' && *p <= '9'; ++p) count = std::min<std::size_t>(count * 10 + static_cast<std::size_t>(*p - '0'), INT_MAX);
+    return count;
+  };
+  const char* p = directive.c_str() + 1;  // past '%'
+  bool leftAligned = false;
+  for (; *p && std::strchr("-+ #0'", *p); ++p) leftAligned |= *p == '-';
+  const std::size_t width = readCount(p);
+  if (*p == '.') text = text.substr(0, readCount(++p));
+  const std::size_t padding = width > text.size() ? width - text.size() : 0;
+  if (!leftAligned) out.append(padding, ' ');
+  out.append(text);
+  if (leftAligned) out.append(padding, ' ');
+}
 
 bool appendInteger(std::string& out, const Conversion& c, const FormatArg& arg) {
   unsigned long long bits;
@@ -105,14 +129,13 @@ std::optional<std::string> stringWithFormat(const char* format, std::span<const 
     if (next >= args.size()) return std::nullopt;
     const FormatArg& arg = args[next++];
     switch (c.conversion) {
-      case '@': {
+      case '@':
         if (arg.kind() != FormatArg::Kind::Object) return std::nullopt;
-        appendPrintf(out, c.directive + 's', arg.objectValue().description().c_str());
+        appendText(out, c.directive, arg.objectValue().description());
         break;
-      }
       case 's':
         if (arg.kind() != FormatArg::Kind::CString) return std::nullopt;
-        appendPrintf(out, c.directive + 's', arg.cstringValue() ? arg.cstringValue() : "(null)");
+        appendText(out, c.directive, arg.cstringValue() ? arg.cstringValue() : "(null)");
         break;
       case 'd': case 'i': case 'u': case 'o': case 'x': case 'X': case 'c':
         if (!appendInteger(out, c, arg)) return std::nullopt;

@@ -59,6 +59,9 @@ TEST(Description, ErrorsAndTheFormatter) {
             "Error Domain=com.larkspan.messager Code=7 \"The operation couldn\u2019t be completed. "
             "(com.larkspan.messager error 7.)\" UserInfo={NSUnderlyingError=Error Domain=inner Code=-2 "
             "\"The operation couldn\u2019t be completed. (inner error -2.)\", message=5} (-3) c ab  | (null)");
+  // Every byte of a description is kept, a NUL too, under a width and a precision.
+  const Value nul = Value::string(std::string("a\0b", 3));
+  EXPECT_EQ(stringWithFormat("%@|%-5@|%4.2@|%.1s", nul, nul, nul, "xy"), std::string("a\0b|a\0b  |  a\0|x", 16));
   EXPECT_EQ(stringWithFormat("%s", 3), std::nullopt);     // wrong kind fails, never crashes
   EXPECT_EQ(stringWithFormat("%d %d", 1), std::nullopt);  // missing argument
 }
