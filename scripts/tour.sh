@@ -7,18 +7,29 @@ bin="$1"
 state=/run/qhv-demo-scheduler
 user=4242
 
+# In the sandbox's fresh /run: nothing of the tour stays on the machine.
+output=$(mktemp -p /run)
+
+# Runs the tool and shows its output as a terminal would: both streams in the
+# order written (standard output line-buffered, as on a terminal), then the exit
+# status on a line of its own, even after output that ends without a newline.
+show() {
+  stdbuf -oL "$@" >"$output" 2>&1
+  local status=$?
+  cat "$output"
+  if [ -n "$(tail -c 1 "$output")" ]; then echo; fi
+  echo "[exit status $status]"
+  echo
+}
+
 run() {
   echo "# qhvctl $*"
-  "$bin/qhvctl" "$@"
-  echo "[exit status $?]"
-  echo
+  show "$bin/qhvctl" "$@"
 }
 
 run_as_user() {
   echo "\$ qhvctl $*"
-  setpriv --reuid="$user" --regid="$user" --clear-groups env HOME=/home/qhv-user "$bin/qhvctl" "$@"
-  echo "[exit status $?]"
-  echo
+  show setpriv --reuid="$user" --regid="$user" --clear-groups env HOME=/home/qhv-user "$bin/qhvctl" "$@"
 }
 
 scheduler() { "$bin/scheduler/qhv-dev-scheduler" "$1" --state "$state" >/dev/null; }
@@ -29,7 +40,6 @@ scheduler start || exit 1
 run version
 run status
 run_as_user status -j
-echo
 run info
 run settings
 run_as_user enabled
@@ -44,5 +54,7 @@ run updates check
 echo "--- the scheduler stops"
 scheduler stop
 run status
+echo "--- status exits 0 even when the scheduler is gone: only its output says so"
+echo
 echo "--- root's log file, /Library/Logs/Quillhaven/ctl.log:"
 cat /Library/Logs/Quillhaven/ctl.log
