@@ -40,11 +40,11 @@ std::string withoutSeconds(std::string_view format) {
 }  // namespace
 
 std::string localizedShortDateTime(Date date) {
+  if (!codec::hasCalendarForm(date)) return codec::formatReal(date.sinceReferenceDate);
   locale_t locale = newlocale(LC_TIME_MASK, "", nullptr);
   if (!locale) locale = newlocale(LC_TIME_MASK, "C", nullptr);
   const std::string format =
       std::string(nl_langinfo_l(D_FMT, locale)) + ", " + withoutSeconds(nl_langinfo_l(T_FMT, locale));
-  if (!codec::hasCalendarForm(date)) return codec::formatReal(date.sinceReferenceDate);
   const auto seconds = static_cast<time_t>(std::floor(date.unixTime()));
   tzset();
   tm local{};
