@@ -23,7 +23,15 @@ inline std::string decimalText(const Integer& i) {
 class ValueRoute {
  public:
   void prependKey(std::string_view key) { steps_.insert(0, "[\"" + std::string(key) + "\"]"); }
+// GCC 12 at -O3 reports an impossible overlap inside std::string here (GCC bug 105651).
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wrestrict"
+#endif
   void prependIndex(std::size_t index) { steps_.insert(0, "[" + std::to_string(index) + "]"); }
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
   std::string text() const { return "root" + steps_; }
 
  private:
