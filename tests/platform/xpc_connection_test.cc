@@ -123,7 +123,7 @@ TEST_F(XPCConnectionTest, HostileFramesMakeTheConnectionInvalid) {
       {"garbage, without the magic", Bytes(64, 0xEE)},
   };
   for (const auto& [why, bytes] : rows) {
-    TestService service(kService, [&](const auto& peer, XPCFrame) { peer->sendBytes(bytes, nullptr); });
+    TestService service(kService, [&sent = bytes](const auto& peer, XPCFrame) { peer->sendBytes(sent, nullptr); });
     EXPECT_EQ(connect()->sendMessageWithReplySync(request(1)).type(), kInvalid) << why;
     EXPECT_EQ(events(), Types{kInvalid}) << why;
   }
