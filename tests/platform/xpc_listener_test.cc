@@ -4,15 +4,15 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <future>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -26,6 +26,20 @@ namespace {
 
 constexpr const char* kService = "com.example.listener-test";
 constexpr auto kPatience = std::chrono::seconds(10);
+
+// Whether the sanitizers' runtime is in: it needs descriptors of its own at
+// moments nobody chooses, which a process at its descriptor limit has not.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSanitized = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+#else
+constexpr bool kSanitized = false;
+#endif
 
 // This process's descriptor limit, lowered so that only `room` more
 // descriptors can be opened, until it goes.
@@ -61,40 +75,49 @@ class LoweredDescriptorLimit {
   bool lowered_ = false;
 };
 
-// True when the service closed `socket` within `wait`.
-bool closedByService(const XPCSocket& socket, std::chrono::milliseconds wait) {
-  pollfd readable{socket.fd(), POLLIN, 0};
-  char byte = 0;
-  return ::poll(&readable, 1, static_cast<int>(wait.count())) == 1 && ::recv(socket.fd(), &byte, 1, 0) <= 0;
-}
+// A client of the test service that notes when the service closes on it.
+struct Client {
+  Client() : connection(XPCConnection::createMachService(kService, nullptr, 0)) {
+    connection->setEventHandler([interrupted = interrupted](const XPCObject& event) {
+      if (event.type() == XPCObject::Type::ConnectionInterrupted) interrupted->store(true);
+    });
+    connection->resume();
+  }
+
+  // The type of the answer to one request, delivered on `queue`; nullopt when none came in time.
+  std::optional<XPCObject::Type> roundTrip(const QueueRef& queue) {
+    const auto reply = std::make_shared<std::promise<XPCObject::Type>>();
+    std::future<XPCObject::Type> answered = reply->get_future();
+    connection->sendMessageWithReply({{"message", Value::integer(1)}}, queue,
+                                     [reply](const XPCObject& answer) { reply->set_value(answer.type()); });
+    if (answered.wait_for(kPatience) != std::future_status::ready) return std::nullopt;
+    return answered.get();
+  }
+
+  const std::shared_ptr<std::atomic<bool>> interrupted = std::make_shared<std::atomic<bool>>(false);
+  const XPCConnectionRef connection;
+};
 
 TEST(XPCListener, OutOfDescriptorsTheLongestIdlePeerMakesRoomForANewOne) {
+  if (kSanitized) GTEST_SKIP() << "the sanitizers' runtime opens descriptors of its own while it checks";
   testing_support::PrivateServiceDirectory directory;
   testing_support::TestService service(kService, testing_support::TestService::echo());
-  // Two peers that the service took in, idle since their one-way message.
-  const Bytes body = *encodeXPCFrameBody({{"message", Value::integer(0)}}, nullptr);
-  std::unique_ptr<XPCSocket> idle[2];
-  for (int i = 0; i < 2; ++i) {
-    idle[i] = XPCSocket::connectToService(kService, nullptr);
-    ASSERT_TRUE(idle[i] && idle[i]->sendFrame({static_cast<std::uint32_t>(body.size()), 0, 0}, body, nullptr));
-    while (service.connections() <= i) std::this_thread::yield();
-  }
-
-  const auto reply = std::make_shared<std::promise<XPCObject::Type>>();
-  std::future<XPCObject::Type> answered = reply->get_future();
+  const QueueRef queue = SerialQueue::create("replies");
+  // Two clients answered once each, then idle; the first has waited longest.
+  Client idle[2];
+  for (Client& client : idle) ASSERT_EQ(client.roundTrip(queue), XPCObject::Type::Dictionary);
   {
-    // The client's socket takes the last descriptor; the service's accept finds none.
+    // The new client's socket takes the last descriptor; the service's accept finds none.
     const LoweredDescriptorLimit limit(1);
     ASSERT_TRUE(limit.lowered());
-    const XPCConnectionRef connection = XPCConnection::createMachService(kService, nullptr, 0);
-    connection->resume();
-    connection->sendMessageWithReply({{"message", Value::integer(1)}}, SerialQueue::create("replies"),
-                                     [reply](const XPCObject& answer) { reply->set_value(answer.type()); });
-    ASSERT_EQ(answered.wait_for(kPatience), std::future_status::ready) << "no answer";
-    EXPECT_EQ(answered.get(), XPCObject::Type::Dictionary);
+    EXPECT_EQ(Client().roundTrip(queue), XPCObject::Type::Dictionary);
   }
-  EXPECT_TRUE(closedByService(*idle[0], kPatience));
-  EXPECT_FALSE(closedByService(*idle[1], std::chrono::milliseconds(0)));
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  while (!idle[0].interrupted->load() && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_TRUE(idle[0].interrupted->load());
+  EXPECT_FALSE(idle[1].interrupted->load());
 }
 
 }  // namespace
