@@ -1,5 +1,6 @@
 #include "platform/xpc_service_loop.h"
 
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/resource.h>
@@ -123,6 +124,8 @@ class ServiceLoop {
 
   void acceptPeers(Clock::time_point now);
   void admit(int fd, Clock::time_point now);
+  // True when a client waits to be accepted.
+  bool clientWaiting() const;
   // Closes the peer that has waited longest without a request in a worker; false when every peer has one.
   bool evictLongestWaiting();
   void pauseAccepting(Clock::time_point now);
@@ -179,7 +182,9 @@ void ServiceLoop::acceptPeers(Clock::time_point now) {
       continue;
     }
     if (errno == EINTR || errno == ECONNABORTED) continue;
-    if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+    // The descriptor is taken before a client is looked for: running out says
+    // nothing of whether one waits.
+    if ((errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) && clientWaiting()) {
       // An idle peer gives its descriptor back, or accepting waits a moment;
       // the clients stay queued meanwhile.
       if (evictLongestWaiting()) continue;
@@ -187,6 +192,11 @@ void ServiceLoop::acceptPeers(Clock::time_point now) {
     }
     return;  // none waiting, or one that went before it was accepted
   }
+}
+
+bool ServiceLoop::clientWaiting() const {
+  pollfd listening{listenFd_, POLLIN, 0};
+  return ::poll(&listening, 1, 0) == 1;
 }
 
 void ServiceLoop::admit(int fd, Clock::time_point now) {

@@ -1,5 +1,5 @@
-// The service side when its process runs out of descriptors: the peer that
-// waited longest gives its descriptor to a new one, and serving goes on.
+// The service side when its process runs out of descriptors: an idle peer
+// gives its descriptor to a new one, and serving goes on.
 #include "platform/xpc_listener.h"
 
 #include <fcntl.h>
@@ -98,12 +98,11 @@ struct Client {
   const XPCConnectionRef connection;
 };
 
-TEST(XPCListener, OutOfDescriptorsTheLongestIdlePeerMakesRoomForANewOne) {
+TEST(XPCListener, OutOfDescriptorsAnIdlePeerMakesRoomForANewOne) {
   if (kSanitized) GTEST_SKIP() << "the sanitizers' runtime opens descriptors of its own while it checks";
   testing_support::PrivateServiceDirectory directory;
   testing_support::TestService service(kService, testing_support::TestService::echo());
   const QueueRef queue = SerialQueue::create("replies");
-  // Two clients answered once each, then idle; the first has waited longest.
   Client idle[2];
   for (Client& client : idle) ASSERT_EQ(client.roundTrip(queue), XPCObject::Type::Dictionary);
   {
@@ -112,12 +111,13 @@ TEST(XPCListener, OutOfDescriptorsTheLongestIdlePeerMakesRoomForANewOne) {
     ASSERT_TRUE(limit.lowered());
     EXPECT_EQ(Client().roundTrip(queue), XPCObject::Type::Dictionary);
   }
+  // One of the idle clients was shed for it, and one only.
+  const auto shed = [&idle] { return int{idle[0].interrupted->load()} + int{idle[1].interrupted->load()}; };
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  while (!idle[0].interrupted->load() && std::chrono::steady_clock::now() < deadline) {
+  while (shed() == 0 && std::chrono::steady_clock::now() < deadline) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
-  EXPECT_TRUE(idle[0].interrupted->load());
-  EXPECT_FALSE(idle[1].interrupted->load());
+  EXPECT_EQ(shed(), 1);
 }
 
 }  // namespace
