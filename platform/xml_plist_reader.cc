@@ -68,15 +68,15 @@ unsigned codeUnit(std::span<const std::uint8_t> data, std::size_t at, const Byte
 std::optional<std::string> utf16Problem(std::span<const std::uint8_t> data, const ByteOrderMark& mark) {
   if (data.size() % 2 != 0) return "UTF-16 text ends inside a character at byte " + std::to_string(data.size() - 1);
   const auto unpaired = [](std::size_t at) { return "unpaired surrogate at byte " + std::to_string(at); };
-  std::optional<std::size_t> highAt;  // of a high surrogate still waiting for its low one
+  const auto isLow = [](unsigned unit) { return unit >= 0xDC00 && unit <= 0xDFFF; };
   for (std::size_t at = mark.bytes.size(); at < data.size(); at += 2) {
     const unsigned unit = codeUnit(data, at, mark);
-    const bool low = unit >= 0xDC00 && unit <= 0xDFFF;
-    if (low != highAt.has_value()) return unpaired(highAt.value_or(at));
-    highAt.reset();
-    if (unit >= 0xD800 && unit <= 0xDBFF) highAt = at;
+    if (isLow(unit)) return unpaired(at);
+    if (unit >= 0xD800 && unit <= 0xDBFF) {
+      if (at + 2 == data.size() || !isLow(codeUnit(data, at + 2, mark))) return unpaired(at);
+      at += 2;  // the pair's low half
+    }
   }
-  if (highAt) return unpaired(*highAt);
   return std::nullopt;
 }
 
