@@ -104,11 +104,10 @@ TEST_F(XPCConnectionTest, AMessageThatCannotTravelFailsAloneAndSendsNothing) {
 }
 
 TEST_F(XPCConnectionTest, HostileFramesMakeTheConnectionInvalid) {
-  const auto frame = [](std::uint32_t length, std::uint64_t messageId, const Bytes& body) {
+  const auto frame = [](std::uint32_t length, std::uint64_t messageId, Bytes body) {
     const auto header = encodeXPCFrameHeader({length, messageId, 1});
-    Bytes bytes(header.begin(), header.end());
-    bytes.insert(bytes.end(), body.begin(), body.end());
-    return bytes;
+    body.insert(body.begin(), header.begin(), header.end());
+    return body;
   };
   const auto binary = [](const Value& v) { return *dataWithPropertyList(v, PropertyListFormat::Binary, nullptr); };
   const Bytes array = binary(Value::array({}));
