@@ -8,4 +8,5 @@ cd "$(dirname "$0")/.."
 bash scripts/setup.sh
 cmake -S . -B build/release -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
 cmake --build build/release -j"$(nproc)" --target qhvctl qhv-sandbox qhv-dev-scheduler
+echo "=== the tour: qhvctl against the development scheduler, in a sandbox"
 build/release/qhv-sandbox bash scripts/tour.sh "$PWD/build/release"
