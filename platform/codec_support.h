@@ -27,9 +27,10 @@ class ExpansionBudget {
  public:
   // Weight admitted per stored byte, and for any document however small. Plain
   // documents weigh less than their size; sharing keys and strings, as writers
-  // do, multiplies that by a few at most.
+  // do, multiplies that by a few at most. The floor admits a small document
+  // that repeats one string thousands of times, as writers store it once.
   static constexpr std::uint64_t kWeightPerByte = 16;
-  static constexpr std::uint64_t kFloor = 65'536;
+  static constexpr std::uint64_t kFloor = std::uint64_t{1} << 20;
 
   explicit ExpansionBudget(std::size_t storedBytes);
 

@@ -3,7 +3,9 @@
 
 #include <bit>
 #include <optional>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "harness/shared_arrays.h"
 #include "platform/binary_plist_reader.h"
@@ -11,6 +13,7 @@
 #include "platform/codec_support.h"
 #include "platform/json_writer.h"
 #include "platform/property_list.h"
+#include "platform/xpc_frame.h"
 
 namespace platform {
 namespace {
@@ -141,6 +144,9 @@ std::string text(const std::optional<Bytes>& bytes) {
 // A document that shares objects reads while its expanded weight is within what
 // its size admits, and then prints, in every format, as its unshared twin does.
 TEST(BinaryPlistReader, SharingWithinTheBudget) {
+  // As the platform writes it: one 100-byte string 10,000 times, stored once.
+  const Value uniqued = Value::array(Array(std::vector<Value>(10'000, Value::string(std::string(100, 'u')))));
+  EXPECT_EQ(read(written(uniqued)), uniqued);
   const Value shared = Value::dictionary({{"a", Value::integer(1)}, {"b", Value::string("x y")}});
   const Value small = read(written(Value::array({shared, Value::dictionary({{"c", shared}}), shared})));
   EXPECT_EQ(small.description(), R"((
@@ -176,6 +182,27 @@ TEST(BinaryPlistReader, SharingWithinTheBudget) {
   EXPECT_EQ(text(dataWithPropertyList(document, PropertyListFormat::XML, nullptr)),
             text(dataWithPropertyList(twin, PropertyListFormat::XML, nullptr)));
   EXPECT_EQ(text(json::dataWithJSONObject(document, nullptr)), text(json::dataWithJSONObject(twin, nullptr)));
+}
+
+// A frame whose body shares arrays, admitted for its padding and duplicate
+// objects, writes smaller than it came; within the floor, it still reads back.
+TEST(BinaryPlist, APaddedBodyRewrittenSmallerReadsBack) {
+  const std::optional<Bytes> frame = codec::decodeBase64(
+      "WFBDMQAAAO8AAAAAAAAAAAAAAAAAAAABYnBsaXN0MDDSAQIDBFdwYXlsb2FkVnNoYXJlZAAAaWJwbGlzdDAw0wECAwQFBVNBbGxVRmlyc3RU"
+      "TGFzdKMFBQXSBgcICVdFbmFibGVkVE5hbWUJWURvY3VtZW50cwgPExkeIicvNDUAAAAAAAABAQAAAAAAAAAKAAAAAAAAAAAAAAAAAAAAP6IF"
+      "BaIGBqIHB6IICKIJDqIKCqILC6IMDKINDaIODqIPD6IQEKIREaISEqITE6IUFBABCA0VHIiLjpGUl5qdoKOmqayvsrW4AAAAAAAAAQEAAAAA"
+      "AAAAFQAAAAAAAAAAAAAAAAAAALo=");
+  ASSERT_TRUE(frame);
+  const std::optional<Dictionary> message =
+      decodeXPCFrameBody(std::span(*frame).subspan(kXPCFrameHeaderSize), nullptr);
+  ASSERT_TRUE(message);
+  ErrorRef error;
+  const std::optional<Bytes> body = encodeXPCFrameBody(*message, &error);
+  ASSERT_TRUE(body) << Value::error(error).description();
+  EXPECT_LT(body->size(), frame->size() - kXPCFrameHeaderSize);
+  const std::optional<Dictionary> again = decodeXPCFrameBody(*body, &error);
+  ASSERT_TRUE(again) << Value::error(error).description();
+  EXPECT_EQ(*again, *message);
 }
 
 // Not-a-number dates and reals read and write as they are, and equal themselves.
