@@ -3,6 +3,9 @@
 // the output depends only on the value. Scalars are identified by their whole
 // encoding (so 0.0 and -0.0 stay apart), containers by their storage, which
 // also keeps a value that shares one container many times linear to write.
+// Each object's weight is kept beside its place, as the reader weighs it: 1, plus
+// the UTF-8 bytes of a string or the bytes of data, plus what its items and keys
+// weigh, a shared one at every reference.
 #include "platform/binary_plist_writer.h"
 
 #include <algorithm>
@@ -121,7 +124,15 @@ class Writer {
       problem = "binary property list: cannot write " + what_ + " at " + route_.text();
       return std::nullopt;
     }
-    return emit();
+    Bytes bytes = emit();
+    // Equal scalars and shared containers are stored once, so the document may
+    // be smaller than the one the value was read from, and its budget lower.
+    const codec::ExpansionBudget budget(bytes.size());
+    if (!budget.admits(placed.weight)) {
+      problem = "binary property list: cannot write the value: " + budget.refusal("it");
+      return std::nullopt;
+    }
+    return bytes;
   }
 
  private:
@@ -132,25 +143,27 @@ class Writer {
     std::vector<std::uint64_t> references;  // a dictionary's keys, then its values
   };
 
-  // Where an object went, and how many container levels it spans downwards.
+  // Where an object went, how many container levels it spans downwards, and
+  // what it weighs.
   struct Placed {
     std::uint64_t index = 0;
     std::uint16_t height = 0;
+    std::uint64_t weight = 0;
   };
 
   // Adds `value`, enclosed by `depth` containers, unless it is already there.
   bool add(const Value& value, std::size_t depth, Placed& placed) {
     switch (value.kind()) {
       case Value::Kind::Boolean:
-        return addScalar(std::string(1, static_cast<char>(*value.asBoolean() ? kTrue : kFalse)), placed);
+        return addScalar(std::string(1, static_cast<char>(*value.asBoolean() ? kTrue : kFalse)), 1, placed);
       case Value::Kind::Integer:
-        return addScalar(encodeInteger(*value.asInteger()), placed);
+        return addScalar(encodeInteger(*value.asInteger()), 1, placed);
       case Value::Kind::Real:
-        return addScalar(encodeDouble(kReal | 3, *value.asReal()), placed);
+        return addScalar(encodeDouble(kReal | 3, *value.asReal()), 1, placed);
       case Value::Kind::Date:
-        return addScalar(encodeDouble(kDate, value.asDate()->sinceReferenceDate), placed);
+        return addScalar(encodeDouble(kDate, value.asDate()->sinceReferenceDate), 1, placed);
       case Value::Kind::Data:
-        return addScalar(encodeData(*value.asData()), placed);
+        return addScalar(encodeData(*value.asData()), 1 + value.asData()->size(), placed);
       case Value::Kind::String:
         return addString(*value.asString(), placed);
       case Value::Kind::Array:
@@ -158,7 +171,7 @@ class Writer {
       case Value::Kind::Dictionary:
         return addDictionary(*value.asDictionary(), depth, placed);
       case Value::Kind::Uid:
-        if (allowUids_) return addScalar(encodeUid(*value.asUid()), placed);
+        if (allowUids_) return addScalar(encodeUid(*value.asUid()), 1, placed);
         return refuse("a UID, which is not a property-list object");
       case Value::Kind::Error: {
         const Error& error = **value.asError();
@@ -173,17 +186,17 @@ class Writer {
     return refuse("an absent value");
   }
 
-  bool addScalar(std::string encoding, Placed& placed) {
+  bool addScalar(std::string encoding, std::uint64_t weight, Placed& placed) {
     const auto [entry, added] = scalars_.try_emplace(std::move(encoding), objects_.size());
     if (added) objects_.push_back({&entry->first, 0, {}});
-    placed = {entry->second, 0};
+    placed = {entry->second, 0, weight};
     return true;
   }
 
   bool addString(const std::string& text, Placed& placed) {
     std::optional<std::string> encoding = encodeString(text);
     if (!encoding) return refuse("a string that is not valid UTF-8");
-    return addScalar(std::move(*encoding), placed);
+    return addScalar(std::move(*encoding), 1 + text.size(), placed);
   }
 
   const Placed* findContainer(const void* storage) const {
@@ -200,7 +213,7 @@ class Writer {
   // A new container gets its index before its items.
   bool enter(std::uint8_t kind, std::size_t depth, Placed& placed) {
     if (depth + 1 > codec::kMaxNestingDepth) return tooDeep();
-    placed = {objects_.size(), 1};
+    placed = {objects_.size(), 1, 1};
     objects_.push_back({nullptr, kind, {}});
     return true;
   }
@@ -231,6 +244,7 @@ class Writer {
         return false;
       }
       references.push_back(keyPlaced.index);
+      placed.weight = codec::ExpansionBudget::sum(placed.weight, keyPlaced.weight);
     }
     for (const auto& [key, item] : dictionary) {
       if (!addItem(item, depth, placed, references)) {
@@ -241,13 +255,15 @@ class Writer {
     return finishContainer(&dictionary, placed, std::move(references));
   }
 
-  // Adds one item of the container `parent` and grows the parent's height to cover it.
+  // Adds one item of the container `parent`, grows the parent's height to cover
+  // it and adds its weight to the parent's.
   bool addItem(const Value& item, std::size_t depth, Placed& parent,
                std::vector<std::uint64_t>& references) {
     Placed placed;
     if (!add(item, depth + 1, placed)) return false;
     references.push_back(placed.index);
     parent.height = std::max<std::uint16_t>(parent.height, placed.height + 1);
+    parent.weight = codec::ExpansionBudget::sum(parent.weight, placed.weight);
     return true;
   }
 

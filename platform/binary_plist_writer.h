@@ -14,7 +14,9 @@ namespace platform::binary_plist {
 // Returns nullopt with `problem` saying what cannot be written and where
 // (root["key"][2]): a value that is not a property-list object (an error, a UID,
 // an absent value), a string that is not UTF-8, or nesting deeper than
-// codec::kMaxNestingDepth.
+// codec::kMaxNestingDepth; or, with codec::ExpansionBudget's refusal, a value
+// that through its sharing weighs more than the written document's budget, which
+// the reader would refuse.
 std::optional<Bytes> write(const Value& plist, std::string& problem);
 
 // As write(), but UIDs are written too: the keyed-archive encoder's entry point.

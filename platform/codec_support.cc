@@ -104,7 +104,7 @@ std::uint64_t ExpansionBudget::payload(const Value& v) {
 }
 
 std::string ExpansionBudget::refusal(std::string_view whole) const {
-  return "through shared references " + std::string(whole) + " describes more than " + std::to_string(limit_) +
+  return std::string(kRefusalPhrase) + " " + std::string(whole) + " describes more than " + std::to_string(limit_) +
          " objects and bytes of text and data";
 }
 

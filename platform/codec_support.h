@@ -23,6 +23,8 @@ inline constexpr std::size_t kMaxNestingDepth = 512;
 // build, a shared object once for every reference to it, and refuse a document
 // heavier than a bound linear in its stored size; whatever walks the value they
 // return (writers, descriptions, checks) then costs time linear in what was read.
+// Its writers weigh what they write the same way and refuse a value heavier than
+// the budget of the document they made of it, so that what they write reads.
 class ExpansionBudget {
  public:
   // Weight admitted per stored byte, and for any document however small. Plain
@@ -31,6 +33,9 @@ class ExpansionBudget {
   // that repeats one string thousands of times, as writers store it once.
   static constexpr std::uint64_t kWeightPerByte = 16;
   static constexpr std::uint64_t kFloor = std::uint64_t{1} << 20;
+
+  // How every refusal for weight begins, by which it is told from other refusals.
+  static constexpr std::string_view kRefusalPhrase = "through shared references";
 
   explicit ExpansionBudget(std::size_t storedBytes);
 
@@ -47,7 +52,17 @@ class ExpansionBudget {
     return total <= limit_;
   }
 
-  // Why a document of this kind ("the document", "the archive") was refused.
+  // a + b, held at the largest weight rather than overflowing: a writer totals a
+  // value before it knows the limit, and sharing can describe far more than 2^64.
+  static std::uint64_t sum(std::uint64_t a, std::uint64_t b) {
+    return a > UINT64_MAX - b ? UINT64_MAX : a + b;
+  }
+
+  // True when a document of this size may describe a value of `weight`.
+  bool admits(std::uint64_t weight) const { return weight <= limit_; }
+
+  // Why a document of this kind ("the document", "the archive", "it") was refused:
+  // kRefusalPhrase, then what was too heavy.
   std::string refusal(std::string_view whole) const;
 
  private:

@@ -3,7 +3,9 @@
 // path for every way down, so that a walk that ignores sharing never ends.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "platform/value.h"
 
@@ -20,5 +22,32 @@ inline platform::Value doubledArrays(int levels) {
 // What doubledArrays(levels) weighs expanded: every array once per path to it,
 // and the integers.
 inline std::uint64_t doubledArraysWeight(int levels) { return (std::uint64_t{2} << levels) - 1; }
+
+// doubledArrays(levels) as a binary property list laid out by hand, with 2-byte
+// references and offsets: what a writer that ignored the expansion budget would
+// store. Past about 20 levels the writers refuse to store it and readers to read it.
+inline platform::Bytes doubledArraysDocument(int levels) {
+  platform::Bytes out = {'b', 'p', 'l', 'i', 's', 't', '0', '0'};
+  const auto append = [&out](std::uint64_t value, int size) {
+    while (size-- > 0) out.push_back(static_cast<std::uint8_t>(value >> (8 * size)));
+  };
+  std::vector<std::size_t> offsets;
+  for (int i = 0; i < levels; ++i) {
+    offsets.push_back(out.size());
+    append(0xA2, 1);
+    append(i + 1, 2);
+    append(i + 1, 2);
+  }
+  offsets.push_back(out.size());
+  append(0x1001, 2);  // the integer 1
+  const std::size_t table = out.size();
+  for (std::size_t offset : offsets) append(offset, 2);
+  append(0, 6);  // unused bytes and sort version
+  append(0x0202, 2);  // offset and reference sizes
+  append(offsets.size(), 8);
+  append(0, 8);  // the top object
+  append(table, 8);
+  return out;
+}
 
 }  // namespace testing_support

@@ -104,7 +104,7 @@ TEST_F(MessagerClientTest, DecodesEveryKindOfReply) {
       {"the connection is invalid", XPC_ERROR_CONNECTION_INVALID, {}, LKSMessagerErrorServiceUnavailable},
       {"the service went away", XPC_ERROR_CONNECTION_INTERRUPTED, {}, LKSMessagerErrorServiceDisappeared},
       {"a payload that does not parse", reply("payload", bytes("\x01\x02 junk")), {}, LKSMessagerErrorDeserializeReply},
-      {"a payload of 2^60 paths to one array", reply("payload", binary(testing_support::doubledArrays(60))), {}, LKSMessagerErrorDeserializeReply},
+      {"a payload of 2^60 paths to one array", reply("payload", testing_support::doubledArraysDocument(60)), {}, LKSMessagerErrorDeserializeReply},
       {"an error that does not unarchive", reply("error", binary(Value::dictionary({}))), {}, LKSMessagerErrorUnarchiveReplyError},
       {"a carried error wins over the payload",
        XPCObject::dictionary({{"error", Value::data(*archivedDataWithRootError(carried, nullptr))},

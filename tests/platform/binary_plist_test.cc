@@ -28,16 +28,18 @@ std::string bigEndian(std::uint64_t value, int size) {
 }
 
 // A file of `objects`, given as their bytes, with its offset table and trailer;
-// offsets and references take `size` bytes.
-std::string plist(const std::vector<std::string>& objects, int size = 1) {
+// offsets take `offsetSize` bytes and references `referenceSize`.
+std::string plist(const std::vector<std::string>& objects, int offsetSize, int referenceSize) {
   std::string out = "bplist00", table;
   for (const std::string& object : objects) {
-    table += bigEndian(out.size(), size);
+    table += bigEndian(out.size(), offsetSize);
     out += object;
   }
-  return out + table + std::string(6, '\0') + static_cast<char>(size) + static_cast<char>(size) +
+  return out + table + std::string(6, '\0') + static_cast<char>(offsetSize) + static_cast<char>(referenceSize) +
          bigEndian(objects.size(), 8) + bigEndian(0, 8) + bigEndian(out.size(), 8);
 }
+
+std::string plist(const std::vector<std::string>& objects, int size = 1) { return plist(objects, size, size); }
 
 // Objects 0 to n-1, each an array holding the next, except that `empty` is an
 // empty array and the last one holds `last`; `top`, when given, replaces object 0.
@@ -50,9 +52,11 @@ std::string chain(int n, int empty, int last, const std::string& top = "") {
 
 Value read(const std::string& file) { return propertyListWithData(Bytes(file.begin(), file.end()), nullptr, nullptr); }
 
+std::string fileOf(const Bytes& bytes) { return std::string(bytes.begin(), bytes.end()); }
+
 std::string written(const Value& v) {
   const std::optional<Bytes> bytes = dataWithPropertyList(v, PropertyListFormat::Binary, nullptr);
-  return bytes ? std::string(bytes->begin(), bytes->end()) : std::string(40, '\0');  // fails the checks below
+  return bytes ? fileOf(*bytes) : std::string(40, '\0');  // fails the checks below
 }
 
 // Each file must be refused with a read error, never crash, hang or allocate
@@ -100,7 +104,7 @@ TEST(BinaryPlistReader, HostileInputs) {
       {"10,000 nested arrays", chain(10000, 9999, 0)},
       // [1, 301]: 1-300 nest 300 deep and are read first; 301-600 nest 300 more, then hold 1.
       {"601 levels through a shared object", chain(601, 300, 1, b({0xA2, 0, 1, 1, 45}))},
-      {"2^60 paths through 60 arrays that each hold the next twice", written(testing_support::doubledArrays(60)),
+      {"2^60 paths through 60 arrays that each hold the next twice", fileOf(testing_support::doubledArraysDocument(60)),
        "through shared references the document describes more than"},
   };
   for (const auto& bad : kBad) {
@@ -128,8 +132,8 @@ TEST(BinaryPlistWriter, FewestBytesAndEachObjectOnce) {
   // Equal scalars once, but 0.0 and -0.0 apart, and 1 and 1.0 are different kinds.
   const Value a = Value::string("a"), one = Value::integer(1);
   EXPECT_EQ(objectCount(written(Value::array({a, one, a, one, Value::real(0.0), Value::real(-0.0), Value::real(1.0)}))), 6);
-  // A container shared 64 levels deep: 2^64 paths, 65 objects.
-  EXPECT_EQ(objectCount(written(testing_support::doubledArrays(64))), 65);
+  // A container shared 19 levels deep: 2^19 paths, 20 objects.
+  EXPECT_EQ(objectCount(written(testing_support::doubledArrays(19))), 20);
 }
 
 // The tree that doubledArrays() shares, built without sharing.
@@ -167,21 +171,63 @@ TEST(BinaryPlistReader, SharingWithinTheBudget) {
 ))");
   int largest = 0;
   for (int levels = 1; levels <= 24; ++levels) {
-    const std::string file = written(testing_support::doubledArrays(levels));
+    const Bytes file = testing_support::doubledArraysDocument(levels);
     const bool admitted =
         testing_support::doubledArraysWeight(levels) <= codec::ExpansionBudget(file.size()).limit();
-    EXPECT_EQ(!!read(file), admitted) << levels << " levels";
+    EXPECT_EQ(!!read(fileOf(file)), admitted) << levels << " levels";
     if (admitted) largest = levels;
   }
   ASSERT_GE(largest, 12);
   ASSERT_LT(largest, 24);
-  const std::string file = written(testing_support::doubledArrays(largest));
-  const Value document = read(file), twin = unsharedTree(largest);
+  // Printing walks every path; 12 levels keep the texts small.
+  const std::string file = written(testing_support::doubledArrays(12));
+  const Value document = read(file), twin = unsharedTree(12);
   EXPECT_EQ(written(document), file);
   EXPECT_EQ(document.description(), twin.description());
   EXPECT_EQ(text(dataWithPropertyList(document, PropertyListFormat::XML, nullptr)),
             text(dataWithPropertyList(twin, PropertyListFormat::XML, nullptr)));
   EXPECT_EQ(text(json::dataWithJSONObject(document, nullptr)), text(json::dataWithJSONObject(twin, nullptr)));
+}
+
+// `items` references to one dictionary {key: 1}, and the file the writer makes of
+// it, laid out by hand: the array, the dictionary, its key and the 1, in that
+// order; 1-byte references, 2-byte offsets.
+Value sharedDictionary(std::size_t items, std::size_t keyLength) {
+  const Value entry = Value::dictionary({{std::string(keyLength, 'k'), Value::integer(1)}});
+  return Value::array(Array(std::vector<Value>(items, entry)));
+}
+
+std::string sharedDictionaryFile(std::size_t items, std::size_t keyLength) {
+  return plist({b({0xAF, 0x11}) + bigEndian(items, 2) + std::string(items, '\1'), b({0xD1, 2, 3}),
+                b({0x5F, 0x11}) + bigEndian(keyLength, 2) + std::string(keyLength, 'k'), b({0x10, 1})},
+               2, 1);
+}
+
+// The writer refuses a value exactly when the reader refuses the document it
+// would make of it, weighing keys and every reference to a shared container as
+// the reader does. 2,000 references weigh 2,000 more for each byte of the key,
+// while the budget grows by 16: between keys of 530 and 560 bytes, the document
+// becomes too heavy for its size.
+TEST(BinaryPlistWriter, WritesExactlyWhatTheReaderReads) {
+  int writes = 0, refusals = 0;
+  for (std::size_t keyLength = 530; keyLength <= 560; ++keyLength) {
+    const std::string file = sharedDictionaryFile(2000, keyLength);
+    std::string problem;
+    const bool reads = !!binary_plist::read(Bytes(file.begin(), file.end()), problem);
+    problem.clear();
+    const std::optional<Bytes> bytes = binary_plist::write(sharedDictionary(2000, keyLength), problem);
+    ASSERT_EQ(!!bytes, reads) << keyLength << "-byte key: " << problem;
+    if (bytes) {
+      EXPECT_EQ(fileOf(*bytes), file) << keyLength << "-byte key";
+      ++writes;
+    } else {
+      EXPECT_EQ(problem, "binary property list: cannot write the value: " +
+                             codec::ExpansionBudget(file.size()).refusal("it"));
+      ++refusals;
+    }
+  }
+  EXPECT_GT(writes, 0);
+  EXPECT_GT(refusals, 0);
 }
 
 // A frame whose body shares arrays, admitted for its padding and duplicate
@@ -233,6 +279,14 @@ TEST(BinaryPlistWriter, RefusesWhatItCannotWrite) {
   EXPECT_EQ(error->code, NSPropertyListWriteInvalidError);
   EXPECT_EQ(error->localizedDescription(),
             "binary property list: cannot write a UID, which is not a property-list object at root[1]");
+  // 2^64 + 1 objects through shared arrays, never wrapping round to a light value.
+  EXPECT_FALSE(dataWithPropertyList(Value::array({testing_support::doubledArrays(63), Value::integer(2)}),
+                                    PropertyListFormat::Binary, &error));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, NSPropertyListWriteInvalidError);
+  EXPECT_TRUE(error->localizedDescription().starts_with(
+      "binary property list: cannot write the value: through shared references it describes more than "))
+      << error->localizedDescription();
 }
 
 }  // namespace
