@@ -4,7 +4,9 @@
 // platform's archiver does for the same instance, and so are equal strings,
 // equal data and each class entry. Equal data is merged rather than told apart
 // by instance because binary property lists merge it anyway: an archive read
-// back then archives to the same bytes.
+// back then archives to the same bytes. Beside each entry the encoder keeps
+// what the decoder will weigh it, so that it never writes an archive that the
+// decoder's budget refuses.
 #include <cstdio>
 #include <map>
 #include <vector>
@@ -31,19 +33,21 @@ class Encoder {
     switch (value.kind()) {
       case Value::Kind::Boolean:
       case Value::Kind::Integer:
-      case Value::Kind::Real: return append(value);
+      case Value::Kind::Real: return append(value, 1);
       case Value::Kind::String: {
         const auto [entry, added] = strings_.try_emplace(*value.asString(), objects_.size());
-        if (added) objects_.push_back(value);
+        if (added) append(value, 1 + value.asString()->size());
         return entry->second;
       }
-      case Value::Kind::Date:
-        return append(Value::dictionary({{kTimeKey, Value::real(value.asDate()->sinceReferenceDate)},
-                                         {kClassKey, classReference(kDateClass)}}));
+      case Value::Kind::Date: {
+        Value entry = Value::dictionary({{kTimeKey, Value::real(value.asDate()->sinceReferenceDate)},
+                                         {kClassKey, classReference(kDateClass)}});
+        return append(std::move(entry), 1);
+      }
       case Value::Kind::Data: {
         if (const auto found = data_.find(value.asData()); found != data_.end()) return found->second;
-        const std::uint64_t uid =
-            append(Value::dictionary({{kBytesKey, value}, {kClassKey, classReference(kDataClass)}}));
+        Value entry = Value::dictionary({{kBytesKey, value}, {kClassKey, classReference(kDataClass)}});
+        const std::uint64_t uid = append(std::move(entry), 1 + value.asData()->size());
         data_.emplace(value.asData(), uid);
         return uid;
       }
@@ -69,6 +73,11 @@ class Encoder {
   // What could not be archived, and where, once encode() failed.
   std::string problem() const { return "cannot archive " + route_.text() + ": " + what_; }
 
+  // What the decoder weighs the object at `uid`: 1, plus the bytes of its string
+  // or data, plus what the objects it references weigh, a shared one at every
+  // reference.
+  std::uint64_t weight(std::uint64_t uid) const { return weights_[uid]; }
+
  private:
   // Containers and errors are objects of their own: one entry however often
   // they are referenced.
@@ -91,16 +100,27 @@ class Encoder {
 #pragma GCC diagnostic pop
 #endif
 
-  std::uint64_t append(Value entry) {
+  std::uint64_t append(Value entry, std::uint64_t weight) {
     objects_.push_back(std::move(entry));
+    weights_.push_back(weight);
     return objects_.size() - 1;
   }
 
   // An object's entry is numbered before its fields, and filled in after them.
   std::uint64_t reserve(const Value& value) {
-    const std::uint64_t uid = append(Value());
+    const std::uint64_t uid = append(Value(), 0);
     byIdentity_.emplace(identityOf(value), uid);
     return uid;
+  }
+
+  void fill(std::uint64_t uid, Value entry, std::uint64_t weight) {
+    objects_[uid] = std::move(entry);
+    weights_[uid] = weight;
+  }
+
+  // Adds the weight of the object at `uid` to a referencing object's `total`.
+  void weigh(std::uint64_t& total, std::uint64_t uid) const {
+    total = codec::ExpansionBudget::sum(total, weights_[uid]);
   }
 
   // Containers and errors nest; strings, numbers, dates and data end a branch.
@@ -112,12 +132,13 @@ class Encoder {
 
   Value classReference(std::string_view name) {
     const auto [entry, added] = classes_.try_emplace(name, objects_.size());
+    // A class entry is looked up by name, never decoded as an object: it weighs nothing.
     if (added) {
       append(Value::dictionary({
           {kClassNameKey, Value::string(std::string(name))},
           {kClassesKey, Value::array({Value::string(std::string(name)),
                                                    Value::string(kRootClass)})},
-      }));
+      }), 0);
     }
     return Value::uid(entry->second);
   }
@@ -126,36 +147,44 @@ class Encoder {
     if (tooDeep(depth)) return std::nullopt;
     const std::uint64_t uid = reserve(value);
     Array members;
+    std::uint64_t weight = 1;
     std::size_t index = 0;
     for (const Value& member : *value.asArray()) {
       const std::optional<std::uint64_t> memberUid = encode(member, depth + 1);
       if (!memberUid) return failedAt(index);
       members.push_back(Value::uid(*memberUid));
+      weigh(weight, *memberUid);
       ++index;
     }
     Value entry = Value::dictionary({{kMembersKey, Value::array(std::move(members))},
                                      {kClassKey, classReference(kArrayClass)}});
-    objects_[uid] = std::move(entry);
+    fill(uid, std::move(entry), weight);
     return uid;
   }
 
   std::optional<std::uint64_t> encodeDictionary(const Value& value, std::size_t depth) {
     if (tooDeep(depth)) return std::nullopt;
     const std::uint64_t uid = reserve(value);
-    std::optional<Value> entry = dictionaryEntry(*value.asDictionary(), depth);
+    std::uint64_t weight;
+    std::optional<Value> entry = dictionaryEntry(*value.asDictionary(), depth, weight);
     if (!entry) return std::nullopt;
-    objects_[uid] = std::move(*entry);
+    fill(uid, std::move(*entry), weight);
     return uid;
   }
 
-  // The fields of a dictionary's entry; nullopt when a member cannot be archived.
-  std::optional<Value> dictionaryEntry(const Dictionary& dictionary, std::size_t depth) {
+  // The fields of a dictionary's entry, and its weight; nullopt when a member
+  // cannot be archived.
+  std::optional<Value> dictionaryEntry(const Dictionary& dictionary, std::size_t depth, std::uint64_t& weight) {
     Array keys, members;
+    weight = 1;
     for (const auto& [key, member] : dictionary) {
-      keys.push_back(Value::uid(*encode(Value::string(key), depth + 1)));
+      const std::uint64_t keyUid = *encode(Value::string(key), depth + 1);
+      keys.push_back(Value::uid(keyUid));
+      weigh(weight, keyUid);
       const std::optional<std::uint64_t> memberUid = encode(member, depth + 1);
       if (!memberUid) return failedAt(key);
       members.push_back(Value::uid(*memberUid));
+      weigh(weight, *memberUid);
     }
     return Value::dictionary({{kKeysKey, Value::array(std::move(keys))},
                               {kMembersKey, Value::array(std::move(members))},
@@ -166,21 +195,25 @@ class Encoder {
     if (tooDeep(depth)) return std::nullopt;
     const Error& error = **value.asError();
     const std::uint64_t uid = reserve(value);
+    std::uint64_t weight = 1;
     const std::uint64_t domain = *encode(Value::string(error.domain), depth + 1);
+    weigh(weight, domain);
     // No user info is nil, as the platform archives an error made without one.
     std::uint64_t userInfo = 0;
     if (!error.userInfo.empty()) {
       if (tooDeep(depth + 1)) return std::nullopt;
-      userInfo = append(Value());
-      std::optional<Value> entry = dictionaryEntry(error.userInfo, depth + 1);
+      userInfo = append(Value(), 0);
+      std::uint64_t userInfoWeight;
+      std::optional<Value> entry = dictionaryEntry(error.userInfo, depth + 1, userInfoWeight);
       if (!entry) return std::nullopt;
-      objects_[userInfo] = std::move(*entry);
+      fill(userInfo, std::move(*entry), userInfoWeight);
+      weigh(weight, userInfo);
     }
     Value entry = Value::dictionary({{kCodeKey, Value::integer(error.code)},
                                      {kDomainKey, Value::uid(domain)},
                                      {kUserInfoKey, Value::uid(userInfo)},
                                      {kClassKey, classReference(kErrorClass)}});
-    objects_[uid] = std::move(entry);
+    fill(uid, std::move(entry), weight);
     return uid;
   }
 
@@ -198,6 +231,7 @@ class Encoder {
   }
 
   std::vector<Value> objects_{Value::string(kNull)};
+  std::vector<std::uint64_t> weights_{0};  // by UID; nil weighs nothing
   std::map<const void*, std::uint64_t> byIdentity_;
   std::map<std::string, std::uint64_t, std::less<>> strings_;
   std::map<const Bytes*, std::uint64_t, ByContents> data_;  // the bytes live in the archived value
@@ -216,7 +250,15 @@ std::optional<Bytes> archivedDataWithRootError(const ErrorRef& error, ErrorRef* 
   } else {
     Encoder encoder;
     if (const std::optional<std::uint64_t> root = encoder.encode(Value::error(error), 0)) {
+      const std::uint64_t weight = encoder.weight(*root);
       bytes = binary_plist::writeWithUids(std::move(encoder).archive(*root), problem);
+      if (bytes) {
+        const codec::ExpansionBudget budget(bytes->size());
+        if (!budget.admits(weight)) {
+          problem = "cannot archive the error: " + budget.refusal("it");
+          bytes.reset();
+        }
+      }
     } else {
       problem = encoder.problem();
     }

@@ -8,6 +8,7 @@
 
 #include "harness/shared_arrays.h"
 #include "platform/binary_plist_writer.h"
+#include "platform/codec_support.h"
 
 namespace platform {
 namespace {
@@ -26,6 +27,14 @@ TEST(KeyedArchive, RefusesWhatCannotBeArchived) {
   for (int i = 0; i < 511; ++i) deep = Value::array({deep});
   EXPECT_TRUE(archivedDataWithRootError(Error::make("d", 1, {{"deep", deep}}), nullptr));
   EXPECT_FALSE(archivedDataWithRootError(Error::make("d", 1, {{"deep", Value::array({deep})}}), nullptr));
+  // 2^64 + 1 objects through shared arrays, never wrapping round to a light value.
+  const Value heavy = Value::array({testing_support::doubledArrays(63), Value::integer(2)});
+  EXPECT_FALSE(archivedDataWithRootError(Error::make("d", 1, {{"heavy", heavy}}), &failure));
+  ASSERT_TRUE(failure);
+  EXPECT_EQ(failure->code, 4866);
+  EXPECT_TRUE(failure->localizedDescription().starts_with(
+      "keyed archive: cannot archive the error: through shared references it describes more than "))
+      << failure->localizedDescription();
 }
 
 Value classEntry(const char* name) {
@@ -78,6 +87,63 @@ Bytes arrayChain(std::uint64_t arrays, std::size_t fanOut, const std::string& le
   more.push_back(Value::string(leaf));
   more.push_back(classEntry("NSArray"));
   return withDictionary({uid(2)}, {uid(6)}, std::move(more));
+}
+
+// The error "d" 1 whose user info {"k": [entry, entry, ...]} holds one dictionary
+// entry {key: 1} `items` times.
+ErrorRef sharedDictionaryError(std::size_t items, const std::string& key) {
+  const Value entry = Value::dictionary({{key, Value::integer(1)}});
+  return Error::make("d", 1, {{"k", Value::array(Array(std::vector<Value>(items, entry)))}});
+}
+
+// Its archive, laid out by hand in the encoder's order: the error, its domain,
+// its user info, "k", the array, the entry, its key and 1, then the class
+// entries as they are first needed.
+Bytes sharedDictionaryArchive(std::size_t items, const std::string& key) {
+  return archive({object(11, {{"NSCode", Value::integer(1)}, {"NSDomain", uid(2)}, {"NSUserInfo", uid(3)}}), s("d"),
+                  object(9, {{"NS.keys", Value::array({uid(4)})}, {"NS.objects", Value::array({uid(5)})}}), s("k"),
+                  object(10, {{"NS.objects", Value::array(Array(std::vector<Value>(items, uid(6))))}}),
+                  object(9, {{"NS.keys", Value::array({uid(7)})}, {"NS.objects", Value::array({uid(8)})}}),
+                  Value::string(key), Value::integer(1), classEntry("NSDictionary"), classEntry("NSArray"),
+                  classEntry("NSError")});
+}
+
+// The encoder refuses an error exactly when the decoder refuses the archive it
+// would make of it, weighing keys and every reference to a shared object as the
+// decoder does. 2,000 references weigh 2,000 more for each byte of the key while
+// the budget grows by 16: between keys of 530 and 560 bytes, the archive becomes
+// too heavy for its size.
+TEST(KeyedArchive, ArchivesExactlyWhatDecodes) {
+  // As the platform archives it: one 100-byte string 10,000 times, stored once.
+  const Value text = Value::string(std::string(100, 'u'));
+  const ErrorRef uniqued = Error::make("d", 1, {{"k", Value::array(Array(std::vector<Value>(10'000, text)))}});
+  const std::optional<Bytes> uniquedArchive = archivedDataWithRootError(uniqued, nullptr);
+  ASSERT_TRUE(uniquedArchive);
+  const ErrorRef uniquedAgain = unarchivedErrorFromData(*uniquedArchive, nullptr);
+  ASSERT_TRUE(uniquedAgain);
+  EXPECT_EQ(*uniquedAgain, *uniqued);
+
+  int archives = 0, refusals = 0;
+  for (std::size_t keyLength = 530; keyLength <= 560; ++keyLength) {
+    const std::string key(keyLength, 'k');
+    const Bytes byHand = sharedDictionaryArchive(2000, key);
+    const bool decodes = !!unarchivedErrorFromData(byHand, nullptr);
+    ErrorRef failure;
+    const std::optional<Bytes> bytes = archivedDataWithRootError(sharedDictionaryError(2000, key), &failure);
+    ASSERT_EQ(!!bytes, decodes) << keyLength << "-byte key";
+    if (bytes) {
+      EXPECT_EQ(*bytes, byHand) << keyLength << "-byte key";
+      ++archives;
+    } else {
+      ASSERT_TRUE(failure);
+      EXPECT_EQ(failure->code, 4866);
+      EXPECT_EQ(failure->localizedDescription(),
+                "keyed archive: cannot archive the error: " + codec::ExpansionBudget(byHand.size()).refusal("it"));
+      ++refusals;
+    }
+  }
+  EXPECT_GT(archives, 0);
+  EXPECT_GT(refusals, 0);
 }
 
 TEST(KeyedArchive, RefusesBrokenAndHostileArchives) {
