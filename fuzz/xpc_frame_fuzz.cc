@@ -1,13 +1,15 @@
 // Arbitrary bytes as a stream from a peer, read frame by frame as a connection
-// reads them. Whatever is read as a frame must encode again to a body that
-// reads back the same, as values compare (a date that is not a number equals
-// another); anything else must end the stream cleanly.
+// reads them. Whatever is read as a frame must encode again, unless it is too
+// heavy for the smaller body written, to a body that reads back the same, as
+// values compare (a date that is not a number equals another); anything else
+// must end the stream cleanly.
 #include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdlib>
 
+#include "fuzz/weight_refusal.h"
 #include "platform/xpc_socket.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -20,8 +22,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   for (;;) {
     platform::XPCFrame frame;
     if (socket.receiveFrame(&frame, nullptr) != platform::XPCSocket::Received::Frame) break;
-    const std::optional<platform::Bytes> body = platform::encodeXPCFrameBody(frame.message, nullptr);
-    if (!body) std::abort();
+    platform::ErrorRef refusal;
+    const std::optional<platform::Bytes> body = platform::encodeXPCFrameBody(frame.message, &refusal);
+    if (!body) {
+      if (!fuzzing::refusedForWeight(refusal)) std::abort();
+      continue;
+    }
     const std::optional<platform::Dictionary> again = platform::decodeXPCFrameBody(*body, nullptr);
     if (!again || !(*again == frame.message)) std::abort();
   }
