@@ -106,9 +106,16 @@ class Encoder {
     return objects_.size() - 1;
   }
 
-  // An object's entry is numbered before its fields, and filled in after them.
+  // An entry numbered before its fields and filled in after them.
+  std::uint64_t placeholder() {
+    objects_.emplace_back();
+    weights_.push_back(0);
+    return objects_.size() - 1;
+  }
+
+  // The placeholder of an object that others may share.
   std::uint64_t reserve(const Value& value) {
-    const std::uint64_t uid = append(Value(), 0);
+    const std::uint64_t uid = placeholder();
     byIdentity_.emplace(identityOf(value), uid);
     return uid;
   }
@@ -202,7 +209,7 @@ class Encoder {
     std::uint64_t userInfo = 0;
     if (!error.userInfo.empty()) {
       if (tooDeep(depth + 1)) return std::nullopt;
-      userInfo = append(Value(), 0);
+      userInfo = placeholder();
       std::uint64_t userInfoWeight;
       std::optional<Value> entry = dictionaryEntry(error.userInfo, depth + 1, userInfoWeight);
       if (!entry) return std::nullopt;
