@@ -2,9 +2,9 @@
 // the heaviest documents of at most 600 bytes that the writer stores and the
 // reader admits, read, then printed as a description, XML and JSON. Two shapes:
 // "text", one long string reached through 11 levels of arrays that each hold
-// the next twice, where the weight is in the string's bytes; "deep", the same
-// doubling 19 levels down under as many single-item arrays as fit, where every
-// line printed is indented that far, which the weight does not count.
+// the next twice, where the weight is in the string's bytes; "deep", 12 levels
+// of the same doubling under as many single-item arrays as are admitted, where
+// the weight is in how far every line printed is indented.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -34,7 +34,7 @@ Value wrapped(int levels, Value inner) {
   return inner;
 }
 
-// The document of the largest `size` for which `shape` writes within kDocumentBytes.
+// The document of the largest `size` for which `shape` writes, within kDocumentBytes.
 Bytes largestDocument(const std::function<Value(int)>& shape) {
   Bytes largest;
   std::string problem;
@@ -49,7 +49,7 @@ const Bytes& document(bool deep) {
   static const Bytes text = largestDocument([](int length) {
     return doubled(11, Value::string(std::string(static_cast<std::size_t>(length), 's')));
   });
-  static const Bytes nested = largestDocument([](int levels) { return wrapped(levels, doubled(19, Value::integer(1))); });
+  static const Bytes nested = largestDocument([](int levels) { return wrapped(levels, doubled(12, Value::integer(1))); });
   return deep ? nested : text;
 }
 

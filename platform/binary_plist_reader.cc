@@ -56,8 +56,9 @@ class Reader {
     State state = State::Unread;
     // Container levels from this object down, to keep the cap when it is reused deeper.
     std::uint16_t height = 0;
-    // What the object weighs expanded, shared items counted at every reference.
-    std::uint64_t weight = 0;
+    // What the object weighs expanded, shared items counted at every reference;
+    // nothing for null and fill, which stand for no object.
+    codec::Weight weight;
     Value value;  // absent for null and fill
   };
 
@@ -134,7 +135,7 @@ class Reader {
     slot.state = State::Reading;
     if (!parse({index, offset}, depth, slot)) return nullptr;
     if (slot.value && !slot.value.asArray() && !slot.value.asDictionary()) {
-      slot.weight = 1 + codec::ExpansionBudget::payload(slot.value);
+      slot.weight = codec::Weight::object(codec::ExpansionBudget::payload(slot.value));
     }
     slot.state = State::Read;
     return &slot;
@@ -318,9 +319,10 @@ class Reader {
     return true;
   }
 
-  // Adds an item's weight to its container's, which must stay within the budget.
-  bool weigh(const Where& where, std::uint64_t& weight, const Slot& item) {
-    if (budget_.add(weight, item.weight)) return true;
+  // Adds an item's weight, one level down, to its container's, which must stay within the budget.
+  bool weigh(const Where& where, codec::Weight& weight, const Slot& item) {
+    weight.hold(item.weight, 1);
+    if (budget_.admits(weight.atTop)) return true;
     return fail(where, "%s", budget_.refusal("the document").c_str());
   }
 
@@ -333,7 +335,7 @@ class Reader {
     std::vector<Value> items;
     items.reserve(count);
     std::uint16_t height = 1;
-    std::uint64_t weight = 1;
+    codec::Weight weight = codec::Weight::object(0);
     for (std::uint64_t i = 0; i < count; ++i, at += referenceSize_) {
       std::uint64_t reference;
       if (!readReference(where, at, reference)) return false;
@@ -359,7 +361,7 @@ class Reader {
     const std::size_t valuesAt = at + static_cast<std::size_t>(count) * referenceSize_;
     Dictionary entries;
     std::uint16_t height = 1;
-    std::uint64_t weight = 1;
+    codec::Weight weight = codec::Weight::object(0);
     for (std::uint64_t i = 0; i < count; ++i) {
       const std::size_t keyAt = at + static_cast<std::size_t>(i) * referenceSize_;
       std::uint64_t keyReference, valueReference;

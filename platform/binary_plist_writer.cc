@@ -5,7 +5,7 @@
 // also keeps a value that shares one container many times linear to write.
 // Each object's weight is kept beside its place, as the reader weighs it: 1, plus
 // the UTF-8 bytes of a string or the bytes of data, plus what its items and keys
-// weigh, a shared one at every reference.
+// weigh a level down, a shared one at every reference.
 #include "platform/binary_plist_writer.h"
 
 #include <algorithm>
@@ -128,7 +128,7 @@ class Writer {
     // Equal scalars and shared containers are stored once, so the document may
     // be smaller than the one the value was read from, and its budget lower.
     const codec::ExpansionBudget budget(bytes.size());
-    if (!budget.admits(placed.weight)) {
+    if (!budget.admits(placed.weight.atTop)) {
       problem = "binary property list: cannot write the value: " + budget.refusal("it");
       return std::nullopt;
     }
@@ -148,22 +148,22 @@ class Writer {
   struct Placed {
     std::uint64_t index = 0;
     std::uint16_t height = 0;
-    std::uint64_t weight = 0;
+    codec::Weight weight;
   };
 
   // Adds `value`, enclosed by `depth` containers, unless it is already there.
   bool add(const Value& value, std::size_t depth, Placed& placed) {
     switch (value.kind()) {
       case Value::Kind::Boolean:
-        return addScalar(std::string(1, static_cast<char>(*value.asBoolean() ? kTrue : kFalse)), 1, placed);
+        return addScalar(std::string(1, static_cast<char>(*value.asBoolean() ? kTrue : kFalse)), 0, placed);
       case Value::Kind::Integer:
-        return addScalar(encodeInteger(*value.asInteger()), 1, placed);
+        return addScalar(encodeInteger(*value.asInteger()), 0, placed);
       case Value::Kind::Real:
-        return addScalar(encodeDouble(kReal | 3, *value.asReal()), 1, placed);
+        return addScalar(encodeDouble(kReal | 3, *value.asReal()), 0, placed);
       case Value::Kind::Date:
-        return addScalar(encodeDouble(kDate, value.asDate()->sinceReferenceDate), 1, placed);
+        return addScalar(encodeDouble(kDate, value.asDate()->sinceReferenceDate), 0, placed);
       case Value::Kind::Data:
-        return addScalar(encodeData(*value.asData()), 1 + value.asData()->size(), placed);
+        return addScalar(encodeData(*value.asData()), value.asData()->size(), placed);
       case Value::Kind::String:
         return addString(*value.asString(), placed);
       case Value::Kind::Array:
@@ -171,7 +171,7 @@ class Writer {
       case Value::Kind::Dictionary:
         return addDictionary(*value.asDictionary(), depth, placed);
       case Value::Kind::Uid:
-        if (allowUids_) return addScalar(encodeUid(*value.asUid()), 1, placed);
+        if (allowUids_) return addScalar(encodeUid(*value.asUid()), 0, placed);
         return refuse("a UID, which is not a property-list object");
       case Value::Kind::Error: {
         const Error& error = **value.asError();
@@ -186,17 +186,18 @@ class Writer {
     return refuse("an absent value");
   }
 
-  bool addScalar(std::string encoding, std::uint64_t weight, Placed& placed) {
+  // A scalar carrying `payload` bytes of text or data.
+  bool addScalar(std::string encoding, std::uint64_t payload, Placed& placed) {
     const auto [entry, added] = scalars_.try_emplace(std::move(encoding), objects_.size());
     if (added) objects_.push_back({&entry->first, 0, {}});
-    placed = {entry->second, 0, weight};
+    placed = {entry->second, 0, codec::Weight::object(payload)};
     return true;
   }
 
   bool addString(const std::string& text, Placed& placed) {
     std::optional<std::string> encoding = encodeString(text);
     if (!encoding) return refuse("a string that is not valid UTF-8");
-    return addScalar(std::move(*encoding), 1 + text.size(), placed);
+    return addScalar(std::move(*encoding), text.size(), placed);
   }
 
   const Placed* findContainer(const void* storage) const {
@@ -213,7 +214,7 @@ class Writer {
   // A new container gets its index before its items.
   bool enter(std::uint8_t kind, std::size_t depth, Placed& placed) {
     if (depth + 1 > codec::kMaxNestingDepth) return tooDeep();
-    placed = {objects_.size(), 1, 1};
+    placed = {objects_.size(), 1, codec::Weight::object(0)};
     objects_.push_back({nullptr, kind, {}});
     return true;
   }
@@ -244,7 +245,7 @@ class Writer {
         return false;
       }
       references.push_back(keyPlaced.index);
-      placed.weight = codec::ExpansionBudget::sum(placed.weight, keyPlaced.weight);
+      placed.weight.hold(keyPlaced.weight, 1);
     }
     for (const auto& [key, item] : dictionary) {
       if (!addItem(item, depth, placed, references)) {
@@ -256,14 +257,14 @@ class Writer {
   }
 
   // Adds one item of the container `parent`, grows the parent's height to cover
-  // it and adds its weight to the parent's.
+  // it and adds its weight, a level down, to the parent's.
   bool addItem(const Value& item, std::size_t depth, Placed& parent,
                std::vector<std::uint64_t>& references) {
     Placed placed;
     if (!add(item, depth + 1, placed)) return false;
     references.push_back(placed.index);
     parent.height = std::max<std::uint16_t>(parent.height, placed.height + 1);
-    parent.weight = codec::ExpansionBudget::sum(parent.weight, placed.weight);
+    parent.weight.hold(placed.weight, 1);
     return true;
   }
 

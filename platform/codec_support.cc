@@ -88,10 +88,23 @@ constexpr std::array<std::int8_t, 256> kBase64Values = makeBase64Values();
 
 bool isAsciiSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v'; }
 
+std::uint64_t saturatingSum(std::uint64_t a, std::uint64_t b) { return a > UINT64_MAX - b ? UINT64_MAX : a + b; }
+
+std::uint64_t saturatingProduct(std::uint64_t a, std::uint64_t b) {
+  return b != 0 && a > UINT64_MAX / b ? UINT64_MAX : a * b;
+}
+
 }  // namespace
 
+std::uint64_t Weight::at(std::size_t depth) const { return saturatingSum(atTop, saturatingProduct(depth, objects)); }
+
+void Weight::hold(const Weight& item, std::size_t levels) {
+  atTop = saturatingSum(atTop, item.at(levels));
+  objects = saturatingSum(objects, item.objects);
+}
+
 ExpansionBudget::ExpansionBudget(std::size_t storedBytes) {
-  // Capped far above any real document, so that adding two weights never overflows.
+  // Capped far above any real document, so that the limit itself never overflows.
   constexpr std::uint64_t kCeiling = std::uint64_t{1} << 62;
   const std::uint64_t bytes = std::min<std::uint64_t>(storedBytes, (kCeiling - kFloor) / kWeightPerByte);
   limit_ = kFloor + kWeightPerByte * bytes;
@@ -105,7 +118,7 @@ std::uint64_t ExpansionBudget::payload(const Value& v) {
 
 std::string ExpansionBudget::refusal(std::string_view whole) const {
   return std::string(kRefusalPhrase) + " " + std::string(whole) + " describes more than " + std::to_string(limit_) +
-         " objects and bytes of text and data";
+         " objects, levels of nesting and bytes of text and data";
 }
 
 std::string formatReal(double d) {

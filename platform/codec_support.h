@@ -17,18 +17,39 @@ namespace platform::codec {
 // that hostile input cannot exhaust the stack or build absurd structures.
 inline constexpr std::size_t kMaxNestingDepth = 512;
 
+// What a value weighs where it stands: each object at nesting depth d (the top
+// at 0) weighs 1 + d plus the bytes of its string or data, since whatever
+// prints it writes a line indented that deep. A shared object weighs that at
+// every reference, so it is kept as its weight standing at the top and the
+// number of objects it spans, itself included: at depth d it weighs d more for
+// each of them. Sums saturate at the largest weight rather than overflow, since
+// sharing can describe far more than 2^64.
+struct Weight {
+  std::uint64_t atTop = 0;
+  std::uint64_t objects = 0;
+
+  // One object carrying `payload` bytes of text or data, holding nothing yet.
+  static Weight object(std::uint64_t payload) { return {1 + payload, 1}; }
+
+  // What it weighs standing `depth` levels down.
+  std::uint64_t at(std::size_t depth) const;
+
+  // Takes `item`, which stands `levels` below this object, into this object's weight.
+  void hold(const Weight& item, std::size_t levels);
+};
+
 // A document that shares objects (a binary property list through its object
 // references, a keyed archive through its UIDs) stands for more than it stores:
-// a few hundred bytes can describe 2^60 objects. Its readers weigh what they
-// build, a shared object once for every reference to it, and refuse a document
-// heavier than a bound linear in its stored size; whatever walks the value they
-// return (writers, descriptions, checks) then costs time linear in what was read.
+// a few hundred bytes can describe 2^60 objects, or a few thousand nested a few
+// hundred deep. Its readers weigh what they build and refuse a document heavier
+// than a bound linear in its stored size; whatever walks the value they return
+// (writers, descriptions, checks) then costs time linear in what was read.
 // Its writers weigh what they write the same way and refuse a value heavier than
 // the budget of the document they made of it, so that what they write reads.
 class ExpansionBudget {
  public:
   // Weight admitted per stored byte, and for any document however small. Plain
-  // documents weigh less than their size; sharing keys and strings, as writers
+  // documents weigh a few times their size; sharing keys and strings, as writers
   // do, multiplies that by a few at most. The floor admits a small document
   // that repeats one string thousands of times, as writers store it once.
   static constexpr std::uint64_t kWeightPerByte = 16;
@@ -42,21 +63,8 @@ class ExpansionBudget {
   // The heaviest value a document of the given size may describe.
   std::uint64_t limit() const { return limit_; }
 
-  // An object weighs 1 plus this: the bytes of a string or data, 0 for other kinds.
+  // The bytes of a string or data, which an object carries beside its own weight; 0 for other kinds.
   static std::uint64_t payload(const Value& v);
-
-  // Adds `weight` (at most limit()) to `total`; false when the total is then over
-  // the limit, after which the caller stops adding.
-  bool add(std::uint64_t& total, std::uint64_t weight) const {
-    total += weight;
-    return total <= limit_;
-  }
-
-  // a + b, held at the largest weight rather than overflowing: a writer totals a
-  // value before it knows the limit, and sharing can describe far more than 2^64.
-  static std::uint64_t sum(std::uint64_t a, std::uint64_t b) {
-    return a > UINT64_MAX - b ? UINT64_MAX : a + b;
-  }
 
   // True when a document of this size may describe a value of `weight`.
   bool admits(std::uint64_t weight) const { return weight <= limit_; }

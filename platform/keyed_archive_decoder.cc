@@ -44,10 +44,13 @@ class Decoder {
  public:
   Decoder(const Array& objects, std::size_t archiveBytes)
       : objects_(objects), states_(objects.size(), State::Unvisited), decoded_(objects.size()),
-        weights_(objects.size(), 0), budget_(archiveBytes) {}
+        weights_(objects.size()), budget_(archiveBytes) {}
 
-  // Decodes the object that `reference` names, `depth` objects below the root.
-  // False with problem() set on any fault; a nil reference gives an absent value.
+  // Decodes the object that `reference` names, `depth` objects below the root:
+  // where the decoded value stands among the error's values (an error's domain
+  // and user info one level below it, the user info's keys and values two), at
+  // which it is weighed. False with problem() set on any fault; a nil reference
+  // gives an absent value.
   bool decode(const Value& reference, std::size_t depth, Value& out) {
     const std::optional<Uid> uid = reference.asUid();
     if (!uid) return fail("a reference is %s, not a UID", kindName(reference.kind()));
@@ -63,24 +66,26 @@ class Decoder {
       case State::Decoding: return fail("object %zu contains itself", index);
       case State::Decoded:
         out = decoded_[index];
-        return count(weights_[index]);
+        return count(weights_[index], depth);
       case State::Unvisited: break;
     }
-    const std::uint64_t weightBefore = decodedWeight_;
-    if (!count(1)) return false;
+    const codec::Weight before = weighed_;
     const Value& entry = objects_[index];
     if (const Dictionary* fields = entry.asDictionary()) {
       states_[index] = State::Decoding;
-      if (!decodeObject(index, *fields, depth, out)) return false;
+      if (!count(codec::Weight::object(0), depth) || !decodeObject(index, *fields, depth, out)) return false;
     } else if (entry.asArray() || entry.asUid()) {
       return fail("object %zu is %s, neither an object nor a plain value", index, kindName(entry.kind()));
     } else {
       out = entry;  // a string, number, boolean, date or data kept as it is
-      if (!count(codec::ExpansionBudget::payload(entry))) return false;
+      if (!count(codec::Weight::object(codec::ExpansionBudget::payload(entry)), depth)) return false;
     }
     states_[index] = State::Decoded;
     decoded_[index] = out;
-    weights_[index] = decodedWeight_ - weightBefore;
+    // What decoding it added, less the `depth` levels that each of its objects
+    // stood below the root: what it weighs standing at the top.
+    const std::uint64_t objects = weighed_.objects - before.objects;
+    weights_[index] = {weighed_.atTop - before.atTop - depth * objects, objects};
     return true;
   }
 
@@ -117,9 +122,11 @@ class Decoder {
     return "a value";
   }
 
-  // Adds to the weight of the value decoded so far, which must stay within the budget.
-  bool count(std::uint64_t weight) {
-    if (budget_.add(decodedWeight_, weight)) return true;
+  // Adds `weight`, standing `depth` levels below the root, to the weight of the
+  // value decoded so far, which must stay within the budget.
+  bool count(const codec::Weight& weight, std::size_t depth) {
+    weighed_.hold(weight, depth);
+    if (budget_.admits(weighed_.atTop)) return true;
     return fail("%s", budget_.refusal("the archive").c_str());
   }
 
@@ -224,10 +231,13 @@ class Decoder {
                      const char* noun, std::size_t depth, Value& out) {
     const Value& field = fields.get(key);
     if (field.asUid()) {
+      // Weighed a level below the wrapping object, which stands in its place: a
+      // little heavier than it prints, and no archive this side writes does it.
       if (!decode(field, depth + 1, out)) return false;
     } else {
       out = field;
-      if (!count(codec::ExpansionBudget::payload(field))) return false;
+      // Bytes kept in place are the wrapping object's own, at its depth.
+      if (!count({codec::ExpansionBudget::payload(field), 0}, depth)) return false;
     }
     if (out.kind() != kind) return fail("object %zu has no %s under \"%s\"", index, noun, key);
     return true;
@@ -236,10 +246,10 @@ class Decoder {
   const Array& objects_;
   std::vector<State> states_;
   std::vector<Value> decoded_;
-  // What each decoded value weighs, shared objects counted at every reference.
-  std::vector<std::uint64_t> weights_;
+  // What each decoded value weighs standing at the top, shared objects counted at every reference.
+  std::vector<codec::Weight> weights_;
   const codec::ExpansionBudget budget_;
-  std::uint64_t decodedWeight_ = 0;
+  codec::Weight weighed_;  // the value decoded so far, its root at the top
   std::string problem_;
 };
 

@@ -33,21 +33,21 @@ class Encoder {
     switch (value.kind()) {
       case Value::Kind::Boolean:
       case Value::Kind::Integer:
-      case Value::Kind::Real: return append(value, 1);
+      case Value::Kind::Real: return append(value, codec::Weight::object(0));
       case Value::Kind::String: {
         const auto [entry, added] = strings_.try_emplace(*value.asString(), objects_.size());
-        if (added) append(value, 1 + value.asString()->size());
+        if (added) append(value, codec::Weight::object(value.asString()->size()));
         return entry->second;
       }
       case Value::Kind::Date: {
         Value entry = Value::dictionary({{kTimeKey, Value::real(value.asDate()->sinceReferenceDate)},
                                          {kClassKey, classReference(kDateClass)}});
-        return append(std::move(entry), 1);
+        return append(std::move(entry), codec::Weight::object(0));
       }
       case Value::Kind::Data: {
         if (const auto found = data_.find(value.asData()); found != data_.end()) return found->second;
         Value entry = Value::dictionary({{kBytesKey, value}, {kClassKey, classReference(kDataClass)}});
-        const std::uint64_t uid = append(std::move(entry), 1 + value.asData()->size());
+        const std::uint64_t uid = append(std::move(entry), codec::Weight::object(value.asData()->size()));
         data_.emplace(value.asData(), uid);
         return uid;
       }
@@ -74,9 +74,9 @@ class Encoder {
   std::string problem() const { return "cannot archive " + route_.text() + ": " + what_; }
 
   // What the decoder weighs the object at `uid`: 1, plus the bytes of its string
-  // or data, plus what the objects it references weigh, a shared one at every
-  // reference.
-  std::uint64_t weight(std::uint64_t uid) const { return weights_[uid]; }
+  // or data, plus what the objects it references weigh a level down, a shared
+  // one at every reference.
+  const codec::Weight& weight(std::uint64_t uid) const { return weights_[uid]; }
 
  private:
   // Containers and errors are objects of their own: one entry however often
@@ -100,7 +100,7 @@ class Encoder {
 #pragma GCC diagnostic pop
 #endif
 
-  std::uint64_t append(Value entry, std::uint64_t weight) {
+  std::uint64_t append(Value entry, const codec::Weight& weight) {
     objects_.push_back(std::move(entry));
     weights_.push_back(weight);
     return objects_.size() - 1;
@@ -109,7 +109,7 @@ class Encoder {
   // An entry numbered before its fields and filled in after them.
   std::uint64_t placeholder() {
     objects_.emplace_back();
-    weights_.push_back(0);
+    weights_.emplace_back();
     return objects_.size() - 1;
   }
 
@@ -120,15 +120,13 @@ class Encoder {
     return uid;
   }
 
-  void fill(std::uint64_t uid, Value entry, std::uint64_t weight) {
+  void fill(std::uint64_t uid, Value entry, const codec::Weight& weight) {
     objects_[uid] = std::move(entry);
     weights_[uid] = weight;
   }
 
-  // Adds the weight of the object at `uid` to a referencing object's `total`.
-  void weigh(std::uint64_t& total, std::uint64_t uid) const {
-    total = codec::ExpansionBudget::sum(total, weights_[uid]);
-  }
+  // Adds the weight of the object at `uid`, a level down, to a referencing object's `total`.
+  void weigh(codec::Weight& total, std::uint64_t uid) const { total.hold(weights_[uid], 1); }
 
   // Containers and errors nest; strings, numbers, dates and data end a branch.
   bool tooDeep(std::size_t depth) {
@@ -145,7 +143,7 @@ class Encoder {
           {kClassNameKey, Value::string(std::string(name))},
           {kClassesKey, Value::array({Value::string(std::string(name)),
                                                    Value::string(kRootClass)})},
-      }), 0);
+      }), {});
     }
     return Value::uid(entry->second);
   }
@@ -154,7 +152,7 @@ class Encoder {
     if (tooDeep(depth)) return std::nullopt;
     const std::uint64_t uid = reserve(value);
     Array members;
-    std::uint64_t weight = 1;
+    codec::Weight weight = codec::Weight::object(0);
     std::size_t index = 0;
     for (const Value& member : *value.asArray()) {
       const std::optional<std::uint64_t> memberUid = encode(member, depth + 1);
@@ -172,7 +170,7 @@ class Encoder {
   std::optional<std::uint64_t> encodeDictionary(const Value& value, std::size_t depth) {
     if (tooDeep(depth)) return std::nullopt;
     const std::uint64_t uid = reserve(value);
-    std::uint64_t weight;
+    codec::Weight weight;
     std::optional<Value> entry = dictionaryEntry(*value.asDictionary(), depth, weight);
     if (!entry) return std::nullopt;
     fill(uid, std::move(*entry), weight);
@@ -181,9 +179,9 @@ class Encoder {
 
   // The fields of a dictionary's entry, and its weight; nullopt when a member
   // cannot be archived.
-  std::optional<Value> dictionaryEntry(const Dictionary& dictionary, std::size_t depth, std::uint64_t& weight) {
+  std::optional<Value> dictionaryEntry(const Dictionary& dictionary, std::size_t depth, codec::Weight& weight) {
     Array keys, members;
-    weight = 1;
+    weight = codec::Weight::object(0);
     for (const auto& [key, member] : dictionary) {
       const std::uint64_t keyUid = *encode(Value::string(key), depth + 1);
       keys.push_back(Value::uid(keyUid));
@@ -202,7 +200,7 @@ class Encoder {
     if (tooDeep(depth)) return std::nullopt;
     const Error& error = **value.asError();
     const std::uint64_t uid = reserve(value);
-    std::uint64_t weight = 1;
+    codec::Weight weight = codec::Weight::object(0);
     const std::uint64_t domain = *encode(Value::string(error.domain), depth + 1);
     weigh(weight, domain);
     // No user info is nil, as the platform archives an error made without one.
@@ -210,7 +208,7 @@ class Encoder {
     if (!error.userInfo.empty()) {
       if (tooDeep(depth + 1)) return std::nullopt;
       userInfo = placeholder();
-      std::uint64_t userInfoWeight;
+      codec::Weight userInfoWeight;
       std::optional<Value> entry = dictionaryEntry(error.userInfo, depth + 1, userInfoWeight);
       if (!entry) return std::nullopt;
       fill(userInfo, std::move(*entry), userInfoWeight);
@@ -238,7 +236,7 @@ class Encoder {
   }
 
   std::vector<Value> objects_{Value::string(kNull)};
-  std::vector<std::uint64_t> weights_{0};  // by UID; nil weighs nothing
+  std::vector<codec::Weight> weights_{codec::Weight{}};  // by UID; nil weighs nothing
   std::map<const void*, std::uint64_t> byIdentity_;
   std::map<std::string, std::uint64_t, std::less<>> strings_;
   std::map<const Bytes*, std::uint64_t, ByContents> data_;  // the bytes live in the archived value
@@ -257,7 +255,7 @@ std::optional<Bytes> archivedDataWithRootError(const ErrorRef& error, ErrorRef* 
   } else {
     Encoder encoder;
     if (const std::optional<std::uint64_t> root = encoder.encode(Value::error(error), 0)) {
-      const std::uint64_t weight = encoder.weight(*root);
+      const std::uint64_t weight = encoder.weight(*root).atTop;
       bytes = binary_plist::writeWithUids(std::move(encoder).archive(*root), problem);
       if (bytes) {
         const codec::ExpansionBudget budget(bytes->size());

@@ -132,8 +132,8 @@ TEST(BinaryPlistWriter, FewestBytesAndEachObjectOnce) {
   // Equal scalars once, but 0.0 and -0.0 apart, and 1 and 1.0 are different kinds.
   const Value a = Value::string("a"), one = Value::integer(1);
   EXPECT_EQ(objectCount(written(Value::array({a, one, a, one, Value::real(0.0), Value::real(-0.0), Value::real(1.0)}))), 6);
-  // A container shared 19 levels deep: 2^19 paths, 20 objects.
-  EXPECT_EQ(objectCount(written(testing_support::doubledArrays(19))), 20);
+  // A container shared 15 levels deep: 2^15 paths, 16 objects.
+  EXPECT_EQ(objectCount(written(testing_support::doubledArrays(15))), 16);
 }
 
 // The tree that doubledArrays() shares, built without sharing.
@@ -189,6 +189,29 @@ TEST(BinaryPlistReader, SharingWithinTheBudget) {
   EXPECT_EQ(text(json::dataWithJSONObject(document, nullptr)), text(json::dataWithJSONObject(twin, nullptr)));
 }
 
+// Every line printed is indented as deep as its object stands, so depth weighs
+// too: 2^11 paths 400 to 500 levels down cross the budget, though the same paths
+// at the top weigh a fiftieth of it.
+TEST(BinaryPlistReader, DepthWeighsAsItIndents) {
+  int admitted = 0, refused = 0;
+  for (int wraps = 400; wraps <= 500; wraps += 4) {
+    const Bytes file = testing_support::doubledArraysDocument(10, wraps);
+    const codec::ExpansionBudget budget(file.size());
+    ASSERT_LT(testing_support::doubledArraysWeight(10), budget.limit() / 50);
+    std::string problem;
+    const bool reads = !!binary_plist::read(file, problem);
+    EXPECT_EQ(reads, testing_support::doubledArraysWeight(10, wraps) <= budget.limit()) << wraps << " wraps";
+    if (reads) {
+      ++admitted;
+    } else {
+      EXPECT_NE(problem.find(codec::ExpansionBudget::kRefusalPhrase), std::string::npos) << problem;
+      ++refused;
+    }
+  }
+  EXPECT_GT(admitted, 0);
+  EXPECT_GT(refused, 0);
+}
+
 // `items` references to one dictionary {key: 1}, and the file the writer makes of
 // it, laid out by hand: the array, the dictionary, its key and the 1, in that
 // order; 1-byte references, 2-byte offsets.
@@ -236,7 +259,7 @@ TEST(BinaryPlist, APaddedBodyRewrittenSmallerReadsBack) {
   const std::optional<Bytes> frame = codec::decodeBase64(
       "WFBDMQAAAO8AAAAAAAAAAAAAAAAAAAABYnBsaXN0MDDSAQIDBFdwYXlsb2FkVnNoYXJlZAAAaWJwbGlzdDAw0wECAwQFBVNBbGxVRmlyc3RU"
       "TGFzdKMFBQXSBgcICVdFbmFibGVkVE5hbWUJWURvY3VtZW50cwgPExkeIicvNDUAAAAAAAABAQAAAAAAAAAKAAAAAAAAAAAAAAAAAAAAP6IF"
-      "BaIGBqIHB6IICKIJDqIKCqILC6IMDKINDaIODqIPD6IQEKIREaISEqITE6IUFBABCA0VHIiLjpGUl5qdoKOmqayvsrW4AAAAAAAAAQEAAAAA"
+      "BaIGBqIHB6IICKIMDqIKCqILC6IMDKINDaIODqIPD6IQEKIREaISEqITE6IUFBABCA0VHIiLjpGUl5qdoKOmqayvsrW4AAAAAAAAAQEAAAAA"
       "AAAAFQAAAAAAAAAAAAAAAAAAALo=");
   ASSERT_TRUE(frame);
   const std::optional<Dictionary> message =
