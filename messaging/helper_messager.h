@@ -1,20 +1,16 @@
 // QHVHelperMessager: the scheduler service's messager. It owns the message
-// client bound to "com.larkspan.quillhaven.scheduler", decides the rights of
-// each message from its number, and forwards sends.
+// client bound to "com.larkspan.quillhaven.scheduler", gives it the rights of
+// each message from the catalogue, and forwards sends.
 #pragma once
 
 #include <memory>
 
 #include "messaging/helper_messages.h"
+#include "messaging/message_catalogue.h"
 #include "messaging/messager_client.h"
 
 // The mach service of the scheduler.
 inline constexpr const char* QHVHelperServiceName = "com.larkspan.quillhaven.scheduler";
-
-// The rights of changing messages, tried in this order, and of uninstalling.
-inline constexpr const char* QHVRightSettingsModify1 = "com.larkspan.quillhaven.settings.modify-1";
-inline constexpr const char* QHVRightSettingsModify2 = "com.larkspan.quillhaven.settings.modify-2";
-inline constexpr const char* QHVRightUninstall = "com.larkspan.quillhaven.uninstall";
 
 class QHVHelperMessager : public LKSMessagerClientDelegate,
                           public std::enable_shared_from_this<QHVHelperMessager> {
@@ -26,8 +22,7 @@ class QHVHelperMessager : public LKSMessagerClientDelegate,
   // ownership, since its client refers back to it weakly.
   static std::shared_ptr<QHVHelperMessager> init();
 
-  // The rights of `message`: none, the two settings rights in order, or the
-  // uninstall right alone. Numbers outside the catalogue need none.
+  // The rights of `message` in the catalogue (QHVAuthorizationRightsForMessage).
   platform::Array messagerAuthorizationRightsForMessage(LKSMessagerClient& messager,
                                                         std::int64_t message) override;
 

@@ -6,6 +6,10 @@
 
 using QHVHelperMessage = std::int64_t;
 
+// The service's own meanings; named here only so that the catalogue names every number.
+inline constexpr QHVHelperMessage QHVHelperMessageReserved0 = 0;
+inline constexpr QHVHelperMessage QHVHelperMessageReserved6 = 6;
+
 inline constexpr QHVHelperMessage QHVHelperMessageGetSettings = 1;
 inline constexpr QHVHelperMessage QHVHelperMessageSetSettings = 2;
 inline constexpr QHVHelperMessage QHVHelperMessageEnable = 3;

@@ -1,12 +1,11 @@
-// Whether a request may be carried out: the rights its message needs, as the
-// tool's own catalogue names them, and the check of its "auth" against exactly
-// those rights, as a receiving side makes it.
+// Whether a request may be carried out: the check of its "auth" against
+// exactly the rights its message needs in the tool's own catalogue, as a
+// receiving side makes it.
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
-#include "messaging/helper_messager.h"
+#include "messaging/helper_messages.h"
 #include "platform/value.h"
 
 namespace dev_scheduler {
@@ -18,20 +17,9 @@ enum class AuthorizationCheck : std::uint8_t {
   Invalid,    // "auth" is not data, names no authorization, or holds none of the rights
 };
 
-class RequestAuthorization {
- public:
-  RequestAuthorization();
-
-  // The rights of `message`, alternatives in order; empty when it needs none.
-  platform::Array rightsForMessage(QHVHelperMessage message) const;
-
-  // Checks `auth`, the request's entry (absent when it carried none), for
-  // `message`. An invalid one comes with the validation's error in `whyNot`.
-  AuthorizationCheck check(QHVHelperMessage message, const platform::Value& auth, platform::ErrorRef* whyNot) const;
-
- private:
-  std::shared_ptr<QHVHelperMessager> catalogue_;
-  std::shared_ptr<LKSMessagerClient> asker_;  // what the catalogue is asked as; never sends
-};
+// Checks `auth`, the request's entry (absent when it carried none), for
+// `message`. An invalid one comes with the validation's error in `whyNot`.
+AuthorizationCheck checkAuthorization(QHVHelperMessage message, const platform::Value& auth,
+                                      platform::ErrorRef* whyNot);
 
 }  // namespace dev_scheduler

@@ -79,7 +79,7 @@ ReceivedRequest RequestProcessor::receive(const platform::XPCPeer& peer, const p
   }
   const platform::Value& auth = request.message.get(kAuthKey);
   received.authPresent = static_cast<bool>(auth);
-  *check = received.message ? authorization_.check(*received.message, auth, whyNotAuthorized)
+  *check = received.message ? checkAuthorization(*received.message, auth, whyNotAuthorized)
                             : AuthorizationCheck::NotNeeded;
   if (*check == AuthorizationCheck::Valid || *check == AuthorizationCheck::Invalid) {
     received.authValid = *check == AuthorizationCheck::Valid;

@@ -38,7 +38,6 @@ class RequestProcessor {
   const StateStore state_;
   const double backupSeconds_;
   const platform::Date since_;
-  const RequestAuthorization authorization_;
   std::mutex mutex_;  // one request at a time touches the state directory and record_
   RequestRecord record_;
 };

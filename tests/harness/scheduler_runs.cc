@@ -2,13 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "messaging/helper_messager.h"
+#include "messaging/message_catalogue.h"
 
 namespace testing_support {
 
 void expectRuns(SchedulerState& scheduler, const RunMaker& run, const std::vector<ToolRun>& runs,
                 const std::function<void()>& beforeEach) {
-  const std::shared_ptr<QHVHelperMessager> catalogue = QHVHelperMessager::init();
   for (const ToolRun& expected : runs) {
     if (beforeEach) beforeEach();
     scheduler.clearRequests();
@@ -26,7 +25,7 @@ void expectRuns(SchedulerState& scheduler, const RunMaker& run, const std::vecto
     const std::vector<RecordedRequest> requests = scheduler.requests();
     for (const RecordedRequest& request : requests) {
       messages.push_back(request.message.value_or(-1));
-      const bool needsRights = catalogue->requiresAuthorizationForMessage(messages.back());
+      const bool needsRights = !QHVAuthorizationRightsForMessage(messages.back()).empty();
       EXPECT_EQ(request.authPresent, needsRights) << "auth of message " << messages.back();
       EXPECT_TRUE(!needsRights || request.authValid == true) << "auth of message " << messages.back();
     }

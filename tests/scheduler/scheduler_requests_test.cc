@@ -10,12 +10,11 @@ using platform::Value;
 class SchedulerRequests : public SchedulerClientTest {};
 
 TEST_F(SchedulerRequests, WithoutAuthOnlyReadsAreAnswered) {
-  std::shared_ptr<QHVHelperMessager> catalogue = QHVHelperMessager::init();
   const platform::Dictionary before = scheduler().settings();
   for (QHVHelperMessage message = 0; message <= QHVHelperMessageLast; ++message) {
     platform::ErrorRef error;
     sendWithoutAuthorization(message, &error);
-    if (catalogue->requiresAuthorizationForMessage(message)) {
+    if (!QHVAuthorizationRightsForMessage(message).empty()) {
       expectError(error, LKSMessagerErrorDomain, LKSMessagerErrorMissingAuthorization, message);
     } else {
       EXPECT_TRUE(!error || error->domain != LKSMessagerErrorDomain) << message << ": " << error->code;
