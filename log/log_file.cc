@@ -13,6 +13,7 @@
 // far from the four rotations that would take the file away from under it.
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -40,6 +41,11 @@ constexpr int kRotatedFiles = 4;
 const std::string* _category = nullptr;
 const platform::LogDateFormatter* _formatter = nullptr;
 
+// The process id that lines carry: read at set-up and again in every child that
+// fork makes, which spares a system call per entry; 0 when no fork handler could
+// be registered, and then read at each entry.
+pid_t _processId = 0;
+
 // Guards the two below.
 constinit std::mutex _lock;
 int _fd = -1;
@@ -49,6 +55,14 @@ std::string livePath(const std::string& directory) { return directory + "/" + *_
 
 std::string rotatedPath(const std::string& directory, int generation) {
   return directory + "/" + *_category + "." + std::to_string(generation) + ".log";
+}
+
+pid_t processId() { return _processId != 0 ? _processId : ::getpid(); }
+
+void rememberProcessId() {
+  static const bool readAgainInChildren =
+      ::pthread_atfork(nullptr, nullptr, [] { _processId = ::getpid(); }) == 0;
+  _processId = readAgainInChildren ? ::getpid() : 0;
 }
 
 int openLive(const std::string& directory) {
@@ -112,6 +126,7 @@ namespace lks_log_internal {
 void openLogFile(const char* category) {
   _category = new std::string(category ? category : "");
   _formatter = new platform::LogDateFormatter();
+  rememberProcessId();
   const std::string directory = LKSLogGetParentPath();
   std::error_code ignored;
   std::filesystem::create_directories(directory, ignored);
@@ -139,7 +154,7 @@ void appendToFile(std::uint8_t, const char* format, std::span<const platform::Fo
   if (!message || !_category) return;  // no category: LKSLogInit has not run, nothing is open
   const std::optional<std::string> line =
       platform::stringWithFormat("%@ %@[%d] %@\n", _formatter->stringFromDate(platform::Clock::current().now()),
-                                 *_category, ::getpid(), *message);
+                                 *_category, processId(), *message);
   // Arguments may carry bytes that are not UTF-8; such a line has no UTF-8 form.
   if (!line || !platform::codec::isValidUtf8(*line)) {
     reportFailure("Could not get data for string '%{public}@'.", line.value_or(*message));

@@ -79,6 +79,38 @@ TEST_F(LogFileTest, LineIsTheDateInTheCurrentTimeZoneCategoryProcessIdAndMessage
   platform::Clock::setForTesting(&clock_);
 }
 
+// A child forked after set-up, and its own child, log under their own process
+// ids without setting the facility up again.
+TEST_F(LogFileTest, ForkedChildrenWriteTheirOwnProcessIds) {
+  init();
+  int ids[2];
+  ASSERT_EQ(pipe(ids), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    LKSLogWithLevel2(LKSLogLevelDefault, "from the child");
+    const pid_t grandchild = fork();
+    if (grandchild == 0) {
+      LKSLogWithLevel2(LKSLogLevelDefault, "from the grandchild");
+      _exit(0);
+    }
+    const bool written = ::write(ids[1], &grandchild, sizeof grandchild) == sizeof grandchild;
+    _exit(written && waitpid(grandchild, nullptr, 0) == grandchild ? 0 : 1);
+  }
+  ASSERT_GT(child, 0);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
+  pid_t grandchild = 0;
+  ASSERT_EQ(::read(ids[0], &grandchild, sizeof grandchild), static_cast<ssize_t>(sizeof grandchild));
+  ::close(ids[0]);
+  ::close(ids[1]);
+  LKSLogWithLevel2(LKSLogLevelDefault, "from the parent");
+  const char* date = "5/Jan/21, 09:07:03+0100";
+  EXPECT_EQ(readLog("ctl.log"), expectedLine("from the child", date, child) +
+                                    expectedLine("from the grandchild", date, grandchild) +
+                                    expectedLine("from the parent"));
+}
+
 TEST_F(LogFileTest, StatementBeforeInitReachesNoLogAtAll) {
   LKSLog(LKSLogLevelError, "too early");
   _LKSLog(LKSLogLevelError, "too early for the legacy log");
