@@ -8,7 +8,7 @@
 #include <optional>
 
 #include "platform/authorization_services.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 class LKSAuthorizationManager {
  public:

@@ -2,7 +2,7 @@
 // cancelled authentication apart from other failures.
 #pragma once
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 // True when the error, or one of the errors beneath it (through
 // NSUnderlyingErrorKey, at most LKSErrorChainLimit deep), is code 0 of

@@ -13,7 +13,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 
 namespace {
 

@@ -12,10 +12,10 @@
 #include <optional>
 #include <string>
 
-#include "platform/binary_plist_reader.h"
-#include "platform/binary_plist_writer.h"
-#include "platform/json_writer.h"
-#include "platform/property_list.h"
+#include "platform/plist/binary_reader.h"
+#include "platform/plist/binary_writer.h"
+#include "platform/plist/json_writer.h"
+#include "platform/plist/property_list.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 
 #include "cli/standard_output.h"
 #include "platform/date_style.h"
-#include "platform/json_writer.h"
-#include "platform/property_list.h"
+#include "platform/plist/json_writer.h"
+#include "platform/plist/property_list.h"
 
 void print_dictionary(const platform::Value& object, bool xml, bool json) {
   if (xml || json) {

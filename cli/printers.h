@@ -2,7 +2,7 @@
 // activity's last and next runs.
 #pragma once
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 // `object` as an XML property list (`xml` wins) or pretty-printed JSON, written
 // raw to descriptor 1 without a newline after it, or nothing at all when it

@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "messaging/helper_messages.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 // 0 when a reply came, 1 when none did: a changing command succeeds as soon as
 // any reply comes back.

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "messaging/helper_messages.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 // Sends `message` with `payload` (absent: none) and returns the reply, or none
 // with the error through `error`. Prints nothing, except that a real user other

@@ -7,7 +7,7 @@
 #include "cli/replies.h"
 #include "cli/request.h"
 #include "platform/file_contents.h"
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 #include "platform/strings.h"
 
 namespace {

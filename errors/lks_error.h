@@ -8,7 +8,7 @@
 #include <string>
 
 #include "errors/error_domains.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 // The most errors of one chain that are walked. Errors are immutable, so a chain
 // cannot loop; but one rebuilt from a reply is as long as its sender made it,

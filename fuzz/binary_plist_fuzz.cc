@@ -10,8 +10,8 @@
 #include <utility>
 
 #include "fuzz/weight_refusal.h"
-#include "platform/binary_plist_reader.h"
-#include "platform/binary_plist_writer.h"
+#include "platform/plist/binary_reader.h"
+#include "platform/plist/binary_writer.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include <span>
 
 #include "fuzz/weight_refusal.h"
-#include "platform/keyed_archive.h"
+#include "platform/plist/keyed_archive.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace platform;

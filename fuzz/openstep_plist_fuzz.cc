@@ -7,7 +7,7 @@
 #include <string>
 
 #include "fuzz/plist_round_trip.h"
-#include "platform/openstep_plist_reader.h"
+#include "platform/plist/openstep_reader.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 
 namespace fuzzing {
 

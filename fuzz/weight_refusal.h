@@ -6,8 +6,8 @@
 
 #include <string_view>
 
-#include "platform/codec_support.h"
-#include "platform/value.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/value.h"
 
 namespace fuzzing {
 

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "fuzz/plist_round_trip.h"
-#include "platform/xml_plist_reader.h"
+#include "platform/plist/xml_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   std::string problem;

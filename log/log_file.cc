@@ -26,9 +26,9 @@
 #include "log/log_message.h"
 #include "log/log_sinks.h"
 #include "platform/clock.h"
-#include "platform/codec_support.h"
 #include "platform/file_lock.h"
 #include "platform/log_date.h"
+#include "platform/plist/codec_support.h"
 
 namespace {
 

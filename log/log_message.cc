@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "platform/codec_support.h"
+#include "platform/plist/codec_support.h"
 
 namespace lks_log_internal {
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "messaging/helper_messages.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 // The rights of changing messages, tried in this order, and of uninstalling.
 inline constexpr const char* QHVRightSettingsModify1 = "com.larkspan.quillhaven.settings.modify-1";

@@ -2,8 +2,8 @@
 
 #include "authorization/authorization_manager.h"
 #include "errors/lks_error.h"
-#include "platform/keyed_archive.h"
-#include "platform/property_list.h"
+#include "platform/plist/keyed_archive.h"
+#include "platform/plist/property_list.h"
 
 namespace {
 

@@ -17,7 +17,7 @@
 #include <string>
 
 #include "messaging/xpc_client.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 class LKSMessagerClient;
 

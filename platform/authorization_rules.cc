@@ -3,7 +3,7 @@
 #include <cerrno>
 
 #include "platform/file_lock.h"
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 #include "platform/protected_file.h"
 
 namespace platform {

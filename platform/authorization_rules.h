@@ -19,7 +19,7 @@
 #include <string_view>
 
 #include "platform/authorization_services.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform {
 

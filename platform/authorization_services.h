@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform {
 

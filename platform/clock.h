@@ -1,7 +1,7 @@
 // The current date, behind an interface so that tests can fix the time.
 #pragma once
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform {
 

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <string_view>
 
-#include "platform/codec_support.h"
+#include "platform/plist/codec_support.h"
 
 namespace platform {
 namespace {

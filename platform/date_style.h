@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform {
 

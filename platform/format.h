@@ -9,7 +9,7 @@
 #include <string>
 #include <type_traits>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform {
 

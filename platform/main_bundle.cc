@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 
 // The linker brackets the section "qhv_info_plist" with these two symbols when
 // an executable embeds its information property list there (see

@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-#include "platform/codec_support.h"
+#include "platform/plist/codec_support.h"
 #include "platform/user_ids.h"
 
 namespace platform {

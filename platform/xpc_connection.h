@@ -16,8 +16,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/plist/value.h"
 #include "platform/serial_queue.h"
-#include "platform/value.h"
 
 namespace platform {
 

@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <string_view>
 
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 
 namespace platform {
 namespace {

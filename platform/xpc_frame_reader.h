@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <span>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 #include "platform/xpc_frame.h"
 
 namespace platform {

@@ -14,7 +14,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 #include "platform/xpc_peer.h"
 #include "platform/xpc_socket.h"
 

@@ -13,7 +13,7 @@
 #include <mutex>
 #include <span>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 #include "platform/xpc_socket.h"
 
 namespace platform {

@@ -1,7 +1,7 @@
 // The event loop behind XPCListener::run (platform/xpc_listener.h).
 #pragma once
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 #include "platform/xpc_listener.h"
 
 namespace platform {

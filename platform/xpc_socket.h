@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 #include "platform/xpc_frame.h"
 #include "platform/xpc_frame_reader.h"
 

@@ -4,7 +4,7 @@
 // the first look at the record after that settles it into "LastRun".
 #pragma once
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace dev_scheduler {
 

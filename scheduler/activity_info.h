@@ -3,7 +3,7 @@
 // next or why it is deferred, as the settings and the activity record say.
 #pragma once
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace dev_scheduler {
 

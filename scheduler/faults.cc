@@ -5,8 +5,8 @@
 #include <string_view>
 
 #include "errors/lks_error.h"
-#include "platform/binary_plist_writer.h"
-#include "platform/keyed_archive_format.h"
+#include "platform/plist/binary_writer.h"
+#include "platform/plist/keyed_archive_format.h"
 #include "platform/xpc_frame.h"
 #include "scheduler/reply_encoding.h"
 #include "scheduler/state_files.h"

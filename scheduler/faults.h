@@ -8,7 +8,7 @@
 #include <string>
 
 #include "messaging/helper_messages.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 #include "platform/xpc_listener.h"
 
 namespace dev_scheduler {

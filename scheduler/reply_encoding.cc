@@ -1,7 +1,7 @@
 #include "scheduler/reply_encoding.h"
 
-#include "platform/keyed_archive.h"
-#include "platform/property_list.h"
+#include "platform/plist/keyed_archive.h"
+#include "platform/plist/property_list.h"
 
 namespace dev_scheduler {
 

@@ -4,7 +4,7 @@
 
 #include <optional>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace dev_scheduler {
 

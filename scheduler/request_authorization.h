@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "messaging/helper_messages.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace dev_scheduler {
 

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "messaging/helper_messages.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 #include "scheduler/state_store.h"
 #include "scheduler/value_rules.h"
 

@@ -5,7 +5,7 @@
 #include "errors/error_domains.h"
 #include "errors/lks_error.h"
 #include "platform/clock.h"
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 #include "scheduler/faults.h"
 #include "scheduler/reply_encoding.h"
 #include "scheduler/request_handlers.h"

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace dev_scheduler {
 

@@ -8,7 +8,7 @@
 #include <string>
 
 #include "platform/clock.h"
-#include "platform/codec_support.h"
+#include "platform/plist/codec_support.h"
 
 namespace dev_scheduler {
 namespace {

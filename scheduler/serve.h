@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 #include "scheduler/command_line.h"
 
 namespace dev_scheduler {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 #include "scheduler/value_rules.h"
 
 namespace dev_scheduler {

@@ -9,7 +9,7 @@
 
 #include "command_runs.h"
 #include "errors/error_domains.h"
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 
 namespace testing_support {
 namespace {

@@ -11,7 +11,7 @@
 
 #include "harness/temp_dir.h"
 #include "messaging/helper_messages.h"
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace testing_support {
 

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace testing_support {
 

@@ -10,8 +10,8 @@
 #include "authorization/fake_authorization_services.h"
 #include "errors/error_domains.h"
 #include "harness/shared_arrays.h"
-#include "platform/keyed_archive.h"
-#include "platform/property_list.h"
+#include "platform/plist/keyed_archive.h"
+#include "platform/plist/property_list.h"
 
 namespace {
 

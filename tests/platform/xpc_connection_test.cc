@@ -11,7 +11,7 @@
 
 #include "harness/shared_arrays.h"
 #include "harness/test_service.h"
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 #include "platform/xpc_frame.h"
 
 namespace platform {

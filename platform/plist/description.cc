@@ -23,9 +23,9 @@
 #include <cstdio>
 #include <string_view>
 
-#include "platform/codec_support.h"
-#include "platform/value.h"
-#include "platform/writer_support.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/value.h"
+#include "platform/plist/writer_support.h"
 
 namespace platform {
 namespace {

@@ -4,10 +4,10 @@
 #include <string>
 #include <utility>
 
-#include "platform/codec_support.h"
 #include "platform/date_style.h"
 #include "platform/format.h"
-#include "platform/value.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/value.h"
 
 namespace platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/codec_support.h"
+#include "platform/plist/codec_support.h"
 
 #include <algorithm>
 #include <array>

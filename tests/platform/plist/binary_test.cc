@@ -8,11 +8,11 @@
 #include <vector>
 
 #include "harness/shared_arrays.h"
-#include "platform/binary_plist_reader.h"
-#include "platform/binary_plist_writer.h"
-#include "platform/codec_support.h"
-#include "platform/json_writer.h"
-#include "platform/property_list.h"
+#include "platform/plist/binary_reader.h"
+#include "platform/plist/binary_writer.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/json_writer.h"
+#include "platform/plist/property_list.h"
 #include "platform/xpc_frame.h"
 
 namespace platform {

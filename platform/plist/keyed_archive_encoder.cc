@@ -11,11 +11,11 @@
 #include <map>
 #include <vector>
 
-#include "platform/binary_plist_writer.h"
-#include "platform/codec_support.h"
-#include "platform/keyed_archive.h"
-#include "platform/keyed_archive_format.h"
-#include "platform/writer_support.h"
+#include "platform/plist/binary_writer.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/keyed_archive.h"
+#include "platform/plist/keyed_archive_format.h"
+#include "platform/plist/writer_support.h"
 
 namespace platform {
 namespace {

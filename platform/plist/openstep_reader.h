@@ -19,7 +19,7 @@
 #include <span>
 #include <string>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform::openstep_plist {
 

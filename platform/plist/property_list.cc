@@ -1,14 +1,14 @@
 // The registry of property-list formats: a cheap detector per format picks the
 // reader; writing names its format.
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 
 #include <string>
 
-#include "platform/binary_plist_reader.h"
-#include "platform/binary_plist_writer.h"
-#include "platform/openstep_plist_reader.h"
-#include "platform/xml_plist_reader.h"
-#include "platform/xml_plist_writer.h"
+#include "platform/plist/binary_reader.h"
+#include "platform/plist/binary_writer.h"
+#include "platform/plist/openstep_reader.h"
+#include "platform/plist/xml_reader.h"
+#include "platform/plist/xml_writer.h"
 
 namespace platform {
 namespace {

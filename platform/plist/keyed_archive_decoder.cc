@@ -9,10 +9,10 @@
 #include <cstdio>
 #include <vector>
 
-#include "platform/binary_plist_reader.h"
-#include "platform/codec_support.h"
-#include "platform/keyed_archive.h"
-#include "platform/keyed_archive_format.h"
+#include "platform/plist/binary_reader.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/keyed_archive.h"
+#include "platform/plist/keyed_archive_format.h"
 
 namespace platform {
 namespace {

@@ -1,8 +1,8 @@
-// The layout is described in binary_plist_format.h. Every read is checked
+// The layout is described in binary_format.h. Every read is checked
 // against the object area (from the end of the header to the offset table), so
 // a hostile offset, count or size ends in an error before anything is
 // allocated for it.
-#include "platform/binary_plist_reader.h"
+#include "platform/plist/binary_reader.h"
 
 #include <algorithm>
 #include <bit>
@@ -14,8 +14,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/binary_plist_format.h"
-#include "platform/codec_support.h"
+#include "platform/plist/binary_format.h"
+#include "platform/plist/codec_support.h"
 
 namespace platform::binary_plist {
 namespace {

@@ -1,5 +1,5 @@
 // Archives both ways, and archives made elsewhere, are checked against plistlib in plistlib_test.cc.
-#include "platform/keyed_archive.h"
+#include "platform/plist/keyed_archive.h"
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "harness/shared_arrays.h"
-#include "platform/binary_plist_writer.h"
-#include "platform/codec_support.h"
+#include "platform/plist/binary_writer.h"
+#include "platform/plist/codec_support.h"
 
 namespace platform {
 namespace {

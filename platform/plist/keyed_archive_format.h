@@ -22,7 +22,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform::keyed_archive {
 

@@ -8,8 +8,8 @@
 
 #include "harness/temp_dir.h"
 #include "harness/tool_run.h"
-#include "platform/keyed_archive.h"
-#include "platform/property_list.h"
+#include "platform/plist/keyed_archive.h"
+#include "platform/plist/property_list.h"
 
 namespace platform {
 namespace {

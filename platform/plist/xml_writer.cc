@@ -1,11 +1,11 @@
-#include "platform/xml_plist_writer.h"
+#include "platform/plist/xml_writer.h"
 
 #include <algorithm>
 #include <cmath>
 #include <string_view>
 
-#include "platform/codec_support.h"
-#include "platform/writer_support.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/writer_support.h"
 
 namespace platform::xml_plist {
 namespace {

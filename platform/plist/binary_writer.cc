@@ -6,7 +6,7 @@
 // Each object's weight is kept beside its place, as the reader weighs it: 1, plus
 // the UTF-8 bytes of a string or the bytes of data, plus what its items and keys
 // weigh a level down, a shared one at every reference.
-#include "platform/binary_plist_writer.h"
+#include "platform/plist/binary_writer.h"
 
 #include <algorithm>
 #include <bit>
@@ -15,9 +15,9 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/binary_plist_format.h"
-#include "platform/codec_support.h"
-#include "platform/writer_support.h"
+#include "platform/plist/binary_format.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/writer_support.h"
 
 namespace platform::binary_plist {
 namespace {

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/codec_support.h"
-#include "platform/value.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/value.h"
 
 namespace platform::codec {
 

@@ -1,12 +1,12 @@
-#include "platform/json_writer.h"
+#include "platform/plist/json_writer.h"
 
 #include <cmath>
 #include <cstdio>
 #include <string_view>
 
-#include "platform/codec_support.h"
-#include "platform/property_list.h"
-#include "platform/writer_support.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/property_list.h"
+#include "platform/plist/writer_support.h"
 
 namespace platform::json {
 namespace {

@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform::codec {
 

@@ -8,7 +8,7 @@
 #include <optional>
 #include <span>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform {
 

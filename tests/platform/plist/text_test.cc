@@ -5,8 +5,8 @@
 #include <cmath>
 #include <string>
 
-#include "platform/codec_support.h"
-#include "platform/property_list.h"
+#include "platform/plist/codec_support.h"
+#include "platform/plist/property_list.h"
 
 namespace platform {
 namespace {

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <string>
 
-#include "platform/json_writer.h"
-#include "platform/property_list.h"
+#include "platform/plist/json_writer.h"
+#include "platform/plist/property_list.h"
 
 namespace platform {
 namespace {

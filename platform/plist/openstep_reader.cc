@@ -1,4 +1,4 @@
-#include "platform/openstep_plist_reader.h"
+#include "platform/plist/openstep_reader.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/codec_support.h"
+#include "platform/plist/codec_support.h"
 
 namespace platform::openstep_plist {
 namespace {

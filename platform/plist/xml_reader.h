@@ -5,7 +5,7 @@
 #include <span>
 #include <string>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform::xml_plist {
 

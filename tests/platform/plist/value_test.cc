@@ -1,4 +1,4 @@
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/xml_plist_reader.h"
+#include "platform/plist/xml_reader.h"
 
 #include <expat.h>
 
@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/codec_support.h"
+#include "platform/plist/codec_support.h"
 
 namespace platform::xml_plist {
 namespace {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/value.h"
+#include "platform/plist/value.h"
 
 namespace platform::xml_plist {
 
