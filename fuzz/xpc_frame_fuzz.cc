@@ -10,7 +10,7 @@
 #include <cstdlib>
 
 #include "fuzz/weight_refusal.h"
-#include "platform/xpc_socket.h"
+#include "platform/xpc/socket.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   int fds[2];

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "platform/serial_queue.h"
-#include "platform/xpc_connection.h"
+#include "platform/xpc/connection.h"
 
 class LKSXPCClient : public std::enable_shared_from_this<LKSXPCClient> {
  public:

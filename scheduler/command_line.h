@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/xpc_listener.h"
+#include "platform/xpc/listener.h"
 
 namespace dev_scheduler {
 

@@ -7,7 +7,7 @@
 #include "errors/lks_error.h"
 #include "platform/plist/binary_writer.h"
 #include "platform/plist/keyed_archive_format.h"
-#include "platform/xpc_frame.h"
+#include "platform/xpc/frame.h"
 #include "scheduler/reply_encoding.h"
 #include "scheduler/state_files.h"
 

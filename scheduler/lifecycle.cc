@@ -14,7 +14,7 @@
 
 #include "errors/lks_error.h"
 #include "messaging/helper_messager.h"
-#include "platform/xpc_socket.h"
+#include "platform/xpc/socket.h"
 #include "scheduler/pid_file.h"
 #include "scheduler/scheduler_log.h"
 #include "scheduler/serve.h"

@@ -5,7 +5,7 @@
 
 #include <mutex>
 
-#include "platform/xpc_listener.h"
+#include "platform/xpc/listener.h"
 #include "scheduler/request_authorization.h"
 #include "scheduler/request_handlers.h"
 #include "scheduler/request_record.h"

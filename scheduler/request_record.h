@@ -9,7 +9,7 @@
 #include <string>
 
 #include "platform/plist/value.h"
-#include "platform/xpc_listener.h"
+#include "platform/xpc/listener.h"
 
 namespace dev_scheduler {
 

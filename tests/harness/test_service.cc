@@ -5,7 +5,7 @@
 #include <mutex>
 #include <set>
 
-#include "platform/xpc_socket.h"
+#include "platform/xpc/socket.h"
 
 namespace testing_support {
 

@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "harness/temp_dir.h"
-#include "platform/xpc_listener.h"
+#include "platform/xpc/listener.h"
 
 namespace testing_support {
 

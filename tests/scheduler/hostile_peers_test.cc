@@ -8,8 +8,8 @@
 #include <chrono>
 #include <vector>
 
-#include "platform/xpc_frame.h"
-#include "platform/xpc_socket.h"
+#include "platform/xpc/frame.h"
+#include "platform/xpc/socket.h"
 #include "scheduler_test_support.h"
 
 namespace testing_support {

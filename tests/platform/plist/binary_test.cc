@@ -13,7 +13,7 @@
 #include "platform/plist/codec_support.h"
 #include "platform/plist/json_writer.h"
 #include "platform/plist/property_list.h"
-#include "platform/xpc_frame.h"
+#include "platform/xpc/frame.h"
 
 namespace platform {
 namespace {

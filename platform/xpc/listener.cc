@@ -1,4 +1,4 @@
-#include "platform/xpc_listener.h"
+#include "platform/xpc/listener.h"
 
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -9,7 +9,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/xpc_service_loop.h"
+#include "platform/xpc/service_loop.h"
 
 namespace platform {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/xpc_peer.h"
+#include "platform/xpc/peer.h"
 
 #include <cerrno>
 

@@ -1,4 +1,4 @@
-#include "platform/xpc_connection.h"
+#include "platform/xpc/connection.h"
 
 #include <condition_variable>
 #include <map>
@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/xpc_socket.h"
+#include "platform/xpc/socket.h"
 
 namespace platform {
 

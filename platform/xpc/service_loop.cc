@@ -1,4 +1,4 @@
-#include "platform/xpc_service_loop.h"
+#include "platform/xpc/service_loop.h"
 
 #include <poll.h>
 #include <sys/epoll.h>
@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/worker_pool.h"
+#include "platform/xpc/worker_pool.h"
 
 namespace platform {
 namespace {

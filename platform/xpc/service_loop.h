@@ -1,8 +1,8 @@
-// The event loop behind XPCListener::run (platform/xpc_listener.h).
+// The event loop behind XPCListener::run (platform/xpc/listener.h).
 #pragma once
 
 #include "platform/plist/value.h"
-#include "platform/xpc_listener.h"
+#include "platform/xpc/listener.h"
 
 namespace platform {
 

@@ -1,5 +1,5 @@
 // XPC connections to privileged mach services, over the stream sockets and
-// frames of platform/xpc_socket.h.
+// frames of platform/xpc/socket.h.
 //
 // A connection connects lazily, on the first send after resume(). A failed
 // connect, a broken frame from the service or cancel() make it invalid for

@@ -1,4 +1,4 @@
-#include "platform/xpc_frame_reader.h"
+#include "platform/xpc/frame_reader.h"
 
 #include <algorithm>
 #include <utility>

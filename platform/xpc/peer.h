@@ -1,7 +1,7 @@
 // One client of a service, as the service sees it: who it is, and what is
 // sent to it. Nothing sent to a peer ever waits for the peer to read: what its
 // socket does not take at once is kept, in order, and the service's event loop
-// writes it out when the peer reads (platform/xpc_listener.h).
+// writes it out when the peer reads (platform/xpc/listener.h).
 #pragma once
 
 #include <sys/types.h>
@@ -14,7 +14,7 @@
 #include <span>
 
 #include "platform/plist/value.h"
-#include "platform/xpc_socket.h"
+#include "platform/xpc/socket.h"
 
 namespace platform {
 

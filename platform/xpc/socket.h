@@ -1,5 +1,5 @@
 // The stream socket under an XPC connection, on either side: where a service's
-// socket lives, connecting to it, and framed sends and receives (platform/xpc_frame.h).
+// socket lives, connecting to it, and framed sends and receives (platform/xpc/frame.h).
 #pragma once
 
 #include <cstdint>
@@ -11,8 +11,8 @@
 #include <string_view>
 
 #include "platform/plist/value.h"
-#include "platform/xpc_frame.h"
-#include "platform/xpc_frame_reader.h"
+#include "platform/xpc/frame.h"
+#include "platform/xpc/frame_reader.h"
 
 namespace platform {
 
@@ -49,7 +49,7 @@ std::optional<XPCFrame> decodeXPCFrame(const XPCRawFrame& raw, ErrorRef* error);
 // A connected stream socket that carries frames. Any thread may send (frames
 // never interleave); one thread receives. The descriptor is closed only when the
 // object goes, so a send racing with shutdown() never writes to a reused descriptor.
-// Frames are read as their bytes arrive (platform/xpc_frame_reader.h), the same
+// Frames are read as their bytes arrive (platform/xpc/frame_reader.h), the same
 // way whether the reader waits for them or not.
 class XPCSocket {
  public:

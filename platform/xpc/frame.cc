@@ -1,4 +1,4 @@
-#include "platform/xpc_frame.h"
+#include "platform/xpc/frame.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -15,8 +15,8 @@
 #include <string_view>
 
 #include "platform/plist/value.h"
-#include "platform/xpc_peer.h"
-#include "platform/xpc_socket.h"
+#include "platform/xpc/peer.h"
+#include "platform/xpc/socket.h"
 
 namespace platform {
 

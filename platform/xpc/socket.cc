@@ -1,4 +1,4 @@
-#include "platform/xpc_socket.h"
+#include "platform/xpc/socket.h"
 
 #include <sys/socket.h>
 #include <sys/un.h>

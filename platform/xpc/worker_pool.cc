@@ -1,4 +1,4 @@
-#include "platform/worker_pool.h"
+#include "platform/xpc/worker_pool.h"
 
 #include <algorithm>
 

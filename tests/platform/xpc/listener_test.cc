@@ -1,6 +1,6 @@
 // The service side when its process runs out of descriptors: an idle peer
 // gives its descriptor to a new one, and serving goes on.
-#include "platform/xpc_listener.h"
+#include "platform/xpc/listener.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@
 
 #include "harness/test_service.h"
 #include "platform/serial_queue.h"
-#include "platform/xpc_connection.h"
+#include "platform/xpc/connection.h"
 
 namespace platform {
 namespace {

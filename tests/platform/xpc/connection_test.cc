@@ -1,6 +1,6 @@
 // XPC connections against real listeners in a private socket directory:
 // replies, the invalid state, hostile services.
-#include "platform/xpc_connection.h"
+#include "platform/xpc/connection.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -12,7 +12,7 @@
 #include "harness/shared_arrays.h"
 #include "harness/test_service.h"
 #include "platform/plist/property_list.h"
-#include "platform/xpc_frame.h"
+#include "platform/xpc/frame.h"
 
 namespace platform {
 namespace {

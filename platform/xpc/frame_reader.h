@@ -1,4 +1,4 @@
-// Assembling frames (platform/xpc_frame.h) from a byte stream as its bytes
+// Assembling frames (platform/xpc/frame.h) from a byte stream as its bytes
 // arrive, for both ends of a connection: the header first, then the body.
 // Memory follows what arrived, never what a header announced, and the reader
 // never asks for a byte past the end of the frame it assembles, so whatever
@@ -10,7 +10,7 @@
 #include <span>
 
 #include "platform/plist/value.h"
-#include "platform/xpc_frame.h"
+#include "platform/xpc/frame.h"
 
 namespace platform {
 
