@@ -7,7 +7,7 @@
 
 #include <optional>
 
-#include "platform/authorization_services.h"
+#include "platform/authorization/services.h"
 #include "platform/plist/value.h"
 
 class LKSAuthorizationManager {

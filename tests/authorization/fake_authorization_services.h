@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/authorization_services.h"
+#include "platform/authorization/services.h"
 
 namespace authorization_testing {
 

@@ -11,7 +11,7 @@
 #include "harness/scheduler_state.h"
 #include "harness/temp_dir.h"
 #include "harness/test_service.h"
-#include "platform/authorization_services.h"
+#include "platform/authorization/services.h"
 #include "scheduler/request_processor.h"
 
 namespace testing_support {

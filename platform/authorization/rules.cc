@@ -1,4 +1,4 @@
-#include "platform/authorization_rules.h"
+#include "platform/authorization/rules.h"
 
 #include <cerrno>
 

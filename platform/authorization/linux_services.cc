@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <memory>
 
-#include "platform/authorization_grants.h"
-#include "platform/authorization_rules.h"
-#include "platform/authorization_services.h"
+#include "platform/authorization/grants.h"
+#include "platform/authorization/rules.h"
+#include "platform/authorization/services.h"
 #include "platform/user_ids.h"
 
 namespace platform {

@@ -18,7 +18,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/authorization_services.h"
+#include "platform/authorization/services.h"
 #include "platform/plist/value.h"
 
 namespace platform {

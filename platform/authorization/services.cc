@@ -1,7 +1,7 @@
 // The process-wide Authorization Services. Callers keep the reference they were
 // given, so it is a forwarder that asks, at every call, for the implementation
 // installed now: a manager made before a test installs a fake still uses it.
-#include "platform/authorization_services.h"
+#include "platform/authorization/services.h"
 
 #include <atomic>
 

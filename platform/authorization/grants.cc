@@ -1,4 +1,4 @@
-#include "platform/authorization_grants.h"
+#include "platform/authorization/grants.h"
 
 #include <dirent.h>
 #include <fcntl.h>
