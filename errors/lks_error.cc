@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "log/log.h"
-#include "platform/unified_log.h"
+#include "platform/system_log/unified_log.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <string>
 
 #include "platform/format.h"
-#include "platform/unified_log.h"
+#include "platform/system_log/unified_log.h"
 
 // Log levels: the unified log's entry types.
 inline constexpr std::uint8_t LKSLogLevelDefault = 0;

@@ -6,7 +6,7 @@
 #include "log/log.h"
 #include "log/log_message.h"
 #include "log/log_sinks.h"
-#include "platform/legacy_log.h"
+#include "platform/system_log/legacy_log.h"
 #include "support/queue.h"
 
 namespace {

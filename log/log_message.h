@@ -9,7 +9,7 @@
 
 #include "log/log.h"
 #include "platform/format.h"
-#include "platform/unified_log.h"
+#include "platform/system_log/unified_log.h"
 
 namespace lks_log_internal {
 

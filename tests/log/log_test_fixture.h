@@ -13,9 +13,9 @@
 #include "log/log.h"
 #include "log/log_testing.h"
 #include "platform/clock.h"
-#include "platform/legacy_log.h"
 #include "platform/process_info.h"
-#include "platform/unified_log.h"
+#include "platform/system_log/legacy_log.h"
+#include "platform/system_log/unified_log.h"
 #include "platform/user_ids.h"
 
 namespace log_testing {

@@ -1,4 +1,4 @@
-#include "platform/unified_log.h"
+#include "platform/system_log/unified_log.h"
 
 #include <errno.h>
 #include <fcntl.h>

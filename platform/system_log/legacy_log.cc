@@ -1,4 +1,4 @@
-#include "platform/legacy_log.h"
+#include "platform/system_log/legacy_log.h"
 
 #include <syslog.h>
 
