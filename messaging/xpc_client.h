@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "platform/serial_queue.h"
+#include "platform/dispatch/serial_queue.h"
 #include "platform/xpc/connection.h"
 
 class LKSXPCClient : public std::enable_shared_from_this<LKSXPCClient> {

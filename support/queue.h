@@ -2,7 +2,7 @@
 // connection events are delivered (on a worker thread, never the main thread).
 #pragma once
 
-#include "platform/serial_queue.h"
+#include "platform/dispatch/serial_queue.h"
 
 // Creates the process-wide queue, replacing any made before. Runs once before
 // main as a load-time initializer; nothing needs to call it.

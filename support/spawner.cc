@@ -8,7 +8,7 @@
 #include <string>
 
 #include "errors/lks_error.h"
-#include "platform/process_exit_source.h"
+#include "platform/dispatch/process_exit_source.h"
 
 extern char** environ;
 

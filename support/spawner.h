@@ -7,8 +7,8 @@
 
 #include <functional>
 
+#include "platform/dispatch/serial_queue.h"
 #include "platform/plist/value.h"
-#include "platform/serial_queue.h"
 
 // `argv` is a null-terminated argument vector whose first entry is both the
 // absolute path of the executable (not searched for) and the tool's first argument.

@@ -16,8 +16,8 @@
 #include <memory>
 #include <string>
 
+#include "platform/dispatch/serial_queue.h"
 #include "platform/plist/value.h"
-#include "platform/serial_queue.h"
 
 namespace platform {
 

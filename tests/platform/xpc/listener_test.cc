@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "harness/test_service.h"
-#include "platform/serial_queue.h"
+#include "platform/dispatch/serial_queue.h"
 #include "platform/xpc/connection.h"
 
 namespace platform {

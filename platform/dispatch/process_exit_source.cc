@@ -1,4 +1,4 @@
-#include "platform/process_exit_source.h"
+#include "platform/dispatch/process_exit_source.h"
 
 #include <poll.h>
 #include <sys/syscall.h>

@@ -1,7 +1,7 @@
 // The process-exit source: one report per exit, on its queue, also for an exit
 // that happened before the source was armed; none before the exit or after
 // cancellation.
-#include "platform/process_exit_source.h"
+#include "platform/dispatch/process_exit_source.h"
 
 #include <gtest/gtest.h>
 #include <signal.h>

@@ -1,4 +1,4 @@
-#include "platform/serial_queue.h"
+#include "platform/dispatch/serial_queue.h"
 
 #include <condition_variable>
 #include <deque>

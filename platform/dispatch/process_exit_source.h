@@ -8,7 +8,7 @@
 #include <functional>
 #include <memory>
 
-#include "platform/serial_queue.h"
+#include "platform/dispatch/serial_queue.h"
 
 namespace platform {
 
