@@ -3,8 +3,8 @@
 #include <cstring>
 
 #include "errors/lks_error.h"
-#include "platform/format.h"
-#include "platform/main_bundle.h"
+#include "platform/foundation/format.h"
+#include "platform/foundation/main_bundle.h"
 
 using platform::AuthorizationFlags;
 using platform::OSStatus;

@@ -16,9 +16,9 @@
 
 #include "log/log.h"
 #include "log/log_testing.h"
-#include "platform/clock.h"
-#include "platform/log_date.h"
-#include "platform/user_ids.h"
+#include "platform/foundation/clock.h"
+#include "platform/foundation/log_date.h"
+#include "platform/foundation/user_ids.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include "cli/replies.h"
 #include "cli/request.h"
 #include "cli/usage.h"
-#include "platform/strings.h"
+#include "platform/foundation/strings.h"
 
 namespace {
 

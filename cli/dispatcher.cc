@@ -4,8 +4,8 @@
 
 #include "authorization/authorization_manager.h"
 #include "cli/usage.h"
-#include "platform/program_name.h"
-#include "platform/user_ids.h"
+#include "platform/foundation/program_name.h"
+#include "platform/foundation/user_ids.h"
 
 const CommandEntry* find_command(std::span<const CommandEntry> rows, std::string_view name) {
   for (const CommandEntry& row : rows) {

@@ -11,7 +11,7 @@
 #include "cli/request.h"
 #include "errors/lks_error.h"
 #include "log/log.h"
-#include "platform/strings.h"
+#include "platform/foundation/strings.h"
 #include "support/spawner.h"
 #include "support/system_version.h"
 

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "cli/standard_output.h"
-#include "platform/date_style.h"
+#include "platform/foundation/date_style.h"
 #include "platform/plist/json_writer.h"
 #include "platform/plist/property_list.h"
 

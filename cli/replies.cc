@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "cli/request.h"
-#include "platform/strings.h"
+#include "platform/foundation/strings.h"
 
 int exit_status(const platform::Value& reply) { return reply ? 0 : 1; }
 

@@ -6,7 +6,7 @@
 #include "errors/lks_error.h"
 #include "log/log.h"
 #include "messaging/helper_messager.h"
-#include "platform/user_ids.h"
+#include "platform/foundation/user_ids.h"
 
 namespace {
 

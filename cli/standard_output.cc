@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "platform/program_name.h"
+#include "platform/foundation/program_name.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include "cli/printers.h"
 #include "cli/replies.h"
 #include "cli/request.h"
-#include "platform/file_contents.h"
+#include "platform/foundation/file_contents.h"
+#include "platform/foundation/strings.h"
 #include "platform/plist/property_list.h"
-#include "platform/strings.h"
 
 namespace {
 

@@ -13,9 +13,9 @@
 #include "cli/usage.h"
 #include "errors/lks_error.h"
 #include "log/log.h"
-#include "platform/distributed_notification.h"
-#include "platform/power_assertion.h"
-#include "platform/strings.h"
+#include "platform/foundation/distributed_notification.h"
+#include "platform/foundation/power_assertion.h"
+#include "platform/foundation/strings.h"
 #include "support/spawner.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/program_name.h"
+#include "platform/foundation/program_name.h"
 
 namespace {
 

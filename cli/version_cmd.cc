@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "platform/main_bundle.h"
+#include "platform/foundation/main_bundle.h"
 
 int version_cmd(int, char**) {
   const platform::Dictionary& info = platform::MainBundle::mainBundle().infoDictionary();

@@ -10,9 +10,9 @@
 #include <vector>
 
 #include "errors/lks_error.h"
-#include "platform/format.h"
-#include "platform/http_status.h"
-#include "platform/main_bundle.h"
+#include "platform/foundation/format.h"
+#include "platform/foundation/http_status.h"
+#include "platform/foundation/main_bundle.h"
 
 namespace {
 

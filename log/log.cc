@@ -3,8 +3,8 @@
 
 #include "log/log_sinks.h"
 #include "log/log_testing.h"
-#include "platform/strings.h"
-#include "platform/user_ids.h"
+#include "platform/foundation/strings.h"
+#include "platform/foundation/user_ids.h"
 #include "support/system_version.h"
 
 bool LKSLOG_UNIFIED = false;

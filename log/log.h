@@ -12,7 +12,7 @@
 #include <span>
 #include <string>
 
-#include "platform/format.h"
+#include "platform/foundation/format.h"
 #include "platform/system_log/unified_log.h"
 
 // Log levels: the unified log's entry types.

@@ -25,9 +25,9 @@
 #include "log/log.h"
 #include "log/log_message.h"
 #include "log/log_sinks.h"
-#include "platform/clock.h"
-#include "platform/file_lock.h"
-#include "platform/log_date.h"
+#include "platform/foundation/clock.h"
+#include "platform/foundation/file_lock.h"
+#include "platform/foundation/log_date.h"
 #include "platform/plist/codec_support.h"
 
 namespace {

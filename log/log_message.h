@@ -8,7 +8,7 @@
 #include <string>
 
 #include "log/log.h"
-#include "platform/format.h"
+#include "platform/foundation/format.h"
 #include "platform/system_log/unified_log.h"
 
 namespace lks_log_internal {

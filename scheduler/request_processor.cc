@@ -4,7 +4,7 @@
 
 #include "errors/error_domains.h"
 #include "errors/lks_error.h"
-#include "platform/clock.h"
+#include "platform/foundation/clock.h"
 #include "platform/plist/property_list.h"
 #include "scheduler/faults.h"
 #include "scheduler/reply_encoding.h"

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <string>
 
-#include "platform/clock.h"
+#include "platform/foundation/clock.h"
 #include "platform/plist/codec_support.h"
 
 namespace dev_scheduler {

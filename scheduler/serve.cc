@@ -9,7 +9,7 @@
 
 #include "errors/lks_error.h"
 #include "messaging/helper_messager.h"
-#include "platform/clock.h"
+#include "platform/foundation/clock.h"
 #include "platform/xpc/listener.h"
 #include "platform/xpc/socket.h"
 #include "scheduler/pid_file.h"

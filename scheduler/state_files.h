@@ -18,9 +18,9 @@
 #include <cstring>
 #include <string>
 
+#include "platform/foundation/protected_file.h"
 #include "platform/plist/property_list.h"
 #include "platform/plist/value.h"
-#include "platform/protected_file.h"
 
 namespace dev_scheduler {
 

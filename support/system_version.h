@@ -1,7 +1,7 @@
 // Whether the running operating system is at least a given version.
 #pragma once
 
-#include "platform/process_info.h"
+#include "platform/foundation/process_info.h"
 
 // The versions runningAtLeast() accepts: value n below 6 asks for 10.(10 + n).0;
 // every other value asks for 10.0.0.

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "platform/protected_file.h"
+#include "platform/foundation/protected_file.h"
 
 namespace platform {
 namespace {

@@ -10,7 +10,7 @@
 #include "platform/authorization/grants.h"
 #include "platform/authorization/rules.h"
 #include "platform/authorization/services.h"
-#include "platform/user_ids.h"
+#include "platform/foundation/user_ids.h"
 
 namespace platform {
 namespace {

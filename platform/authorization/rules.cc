@@ -2,9 +2,9 @@
 
 #include <cerrno>
 
-#include "platform/file_lock.h"
+#include "platform/foundation/file_lock.h"
+#include "platform/foundation/protected_file.h"
 #include "platform/plist/property_list.h"
-#include "platform/protected_file.h"
 
 namespace platform {
 namespace {

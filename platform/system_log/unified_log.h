@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/format.h"
+#include "platform/foundation/format.h"
 
 namespace platform {
 

@@ -6,7 +6,7 @@
 
 #include "authorization/authorization_manager.h"
 #include "harness/standard_streams.h"
-#include "platform/user_ids.h"
+#include "platform/foundation/user_ids.h"
 
 namespace {
 

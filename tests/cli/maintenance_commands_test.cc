@@ -8,7 +8,7 @@
 #include "harness/end_to_end.h"
 #include "harness/standard_streams.h"
 #include "harness/tool_stand_in.h"
-#include "platform/process_info.h"
+#include "platform/foundation/process_info.h"
 
 namespace testing_support {
 namespace {

@@ -8,7 +8,7 @@
 #include "cli/request.h"
 #include "harness/standard_streams.h"
 #include "messaging/helper_messager.h"
-#include "platform/user_ids.h"
+#include "platform/foundation/user_ids.h"
 #include "sandbox/sandbox.h"
 
 namespace testing_support {

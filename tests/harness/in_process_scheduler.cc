@@ -7,7 +7,7 @@
 #include "authorization/authorization_manager.h"
 #include "errors/lks_error.h"
 #include "messaging/helper_messager.h"
-#include "platform/clock.h"
+#include "platform/foundation/clock.h"
 #include "scheduler/command_line.h"
 #include "scheduler/scheduler_log.h"
 #include "scheduler/state_files.h"

@@ -12,11 +12,11 @@
 #include "harness/temp_dir.h"
 #include "log/log.h"
 #include "log/log_testing.h"
-#include "platform/clock.h"
-#include "platform/process_info.h"
+#include "platform/foundation/clock.h"
+#include "platform/foundation/process_info.h"
+#include "platform/foundation/user_ids.h"
 #include "platform/system_log/legacy_log.h"
 #include "platform/system_log/unified_log.h"
-#include "platform/user_ids.h"
 
 namespace log_testing {
 

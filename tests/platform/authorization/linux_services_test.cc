@@ -14,7 +14,7 @@
 #include "harness/skip_or_fail_under_ci.h"
 #include "harness/temp_dir.h"
 #include "platform/authorization/services.h"
-#include "platform/user_ids.h"
+#include "platform/foundation/user_ids.h"
 
 namespace {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include "platform/date_style.h"
-#include "platform/format.h"
+#include "platform/foundation/date_style.h"
+#include "platform/foundation/format.h"
 #include "platform/plist/codec_support.h"
 #include "platform/plist/value.h"
 

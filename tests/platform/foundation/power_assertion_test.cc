@@ -1,6 +1,6 @@
 // Power assertions as the machine makes them, in a sandbox whose fresh /run has
 // no system bus: still made, each with its own id, and released once.
-#include "platform/power_assertion.h"
+#include "platform/foundation/power_assertion.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/strings.h"
+#include "platform/foundation/strings.h"
 
 #include <pwd.h>
 #include <unistd.h>
@@ -9,8 +9,8 @@
 #include <optional>
 #include <vector>
 
+#include "platform/foundation/user_ids.h"
 #include "platform/plist/codec_support.h"
-#include "platform/user_ids.h"
 
 namespace platform {
 namespace {

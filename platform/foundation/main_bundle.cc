@@ -1,4 +1,4 @@
-#include "platform/main_bundle.h"
+#include "platform/foundation/main_bundle.h"
 
 #include <cstdint>
 #include <span>

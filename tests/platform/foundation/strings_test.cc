@@ -1,4 +1,4 @@
-#include "platform/strings.h"
+#include "platform/foundation/strings.h"
 
 #include <gtest/gtest.h>
 #include <pwd.h>
@@ -8,7 +8,7 @@
 
 #include "harness/saved_environment.h"
 #include "harness/temp_dir.h"
-#include "platform/user_ids.h"
+#include "platform/foundation/user_ids.h"
 
 namespace platform {
 namespace {

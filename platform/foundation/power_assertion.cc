@@ -1,4 +1,4 @@
-#include "platform/power_assertion.h"
+#include "platform/foundation/power_assertion.h"
 
 #include <unistd.h>
 
@@ -6,8 +6,8 @@
 #include <mutex>
 #include <string_view>
 
-#include "platform/machine_seam.h"
-#include "platform/system_bus.h"
+#include "platform/foundation/machine_seam.h"
+#include "platform/foundation/system_bus.h"
 
 namespace platform {
 namespace {

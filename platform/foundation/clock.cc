@@ -1,8 +1,8 @@
-#include "platform/clock.h"
+#include "platform/foundation/clock.h"
 
 #include <time.h>
 
-#include "platform/machine_seam.h"
+#include "platform/foundation/machine_seam.h"
 
 namespace platform {
 namespace {

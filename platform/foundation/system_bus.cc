@@ -1,4 +1,4 @@
-#include "platform/system_bus.h"
+#include "platform/foundation/system_bus.h"
 
 #include <dlfcn.h>
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-#include "platform/program_name.h"
+#include "platform/foundation/program_name.h"
 
 #include <errno.h>
 

@@ -1,4 +1,4 @@
-#include "platform/log_date.h"
+#include "platform/foundation/log_date.h"
 
 #include <time.h>
 

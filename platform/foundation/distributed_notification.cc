@@ -1,7 +1,7 @@
-#include "platform/distributed_notification.h"
+#include "platform/foundation/distributed_notification.h"
 
-#include "platform/machine_seam.h"
-#include "platform/system_bus.h"
+#include "platform/foundation/machine_seam.h"
+#include "platform/foundation/system_bus.h"
 
 namespace platform {
 namespace {

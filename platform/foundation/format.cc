@@ -1,4 +1,4 @@
-#include "platform/format.h"
+#include "platform/foundation/format.h"
 
 #include <algorithm>
 #include <climits>

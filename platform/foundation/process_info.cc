@@ -1,8 +1,8 @@
-#include "platform/process_info.h"
+#include "platform/foundation/process_info.h"
 
 #include <tuple>
 
-#include "platform/machine_seam.h"
+#include "platform/foundation/machine_seam.h"
 
 namespace platform {
 namespace {

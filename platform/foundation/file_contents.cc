@@ -1,4 +1,4 @@
-#include "platform/file_contents.h"
+#include "platform/foundation/file_contents.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-#include "platform/http_status.h"
+#include "platform/foundation/http_status.h"
 
 #include <gtest/gtest.h>
 

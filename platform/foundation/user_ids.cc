@@ -1,8 +1,8 @@
-#include "platform/user_ids.h"
+#include "platform/foundation/user_ids.h"
 
 #include <unistd.h>
 
-#include "platform/machine_seam.h"
+#include "platform/foundation/machine_seam.h"
 
 namespace platform {
 namespace {

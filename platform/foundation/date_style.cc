@@ -1,4 +1,4 @@
-#include "platform/date_style.h"
+#include "platform/foundation/date_style.h"
 
 #include <langinfo.h>
 #include <locale.h>

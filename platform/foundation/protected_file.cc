@@ -1,4 +1,4 @@
-#include "platform/protected_file.h"
+#include "platform/foundation/protected_file.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -6,7 +6,7 @@
 
 #include <cerrno>
 
-#include "platform/file_contents.h"
+#include "platform/foundation/file_contents.h"
 
 namespace platform {
 namespace {
