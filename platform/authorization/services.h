@@ -1,3 +1,9 @@
+// platform/authorization stands in for Authorization Services of the Security
+// framework: rights evaluated from the rules of a rights database (rules.h) and
+// exported authorizations reached through grants that only root may record
+// (grants.h). Left out: authentication (no agent asks for credentials),
+// authorization plug-ins, and every call the tool does not make.
+//
 // Authorization Services: the platform's C interface as an interface class, so
 // that a test can hand the tool a fake. Names, flags and status values are the
 // platform's. The stand-in keeps what the tool relies on: the tool never asks

@@ -1,3 +1,8 @@
+// platform/dispatch stands in for Grand Central Dispatch: serial queues and
+// process-exit sources (process_exit_source.h). Left out: concurrent and global
+// queues, qualities of service, groups, semaphores, suspending a queue, and
+// sources of any other kind.
+//
 // Named serial queues: work items run one at a time, in submission order.
 // A queue with a target runs its items on the target, so they are serialized
 // with everything else submitted there. Worker threads start lazily, on the

@@ -1,5 +1,10 @@
 // Foundation's string helpers that the tool relies on: the yes/no truth test,
 // path standardization and the home directory.
+//
+// platform/foundation holds the rest of what the tool takes from Foundation and
+// CoreFoundation, and the few system services beside them (IOKit's power
+// assertions, the C library's program name and user ids, file locks); each
+// header says what it stands for and keeps only what the tool uses of it.
 #pragma once
 
 #include <string>

@@ -1,3 +1,10 @@
+// platform/plist stands in for Foundation's property lists: one value type for
+// their objects, reading the binary, XML and old-style formats, writing binary,
+// XML and JSON, the "%@" description text, and keyed archives of errors. Left
+// out: sets and every other class that is no property-list kind, reading or
+// writing options (reading gives immutable values), JSON reading, old-style
+// writing, and keyed archives of anything but errors and their contents.
+//
 // Property-list serialization: reading detects the format (binary "bplist00",
 // XML, old-style OpenStep text); writing names its format. Results of reading are
 // immutable values. Failures are errors of NSCocoaErrorDomain, as the platform

@@ -1,3 +1,8 @@
+// platform/system_log stands in for the system's logs: the unified log (os_log)
+// through the systemd journal, and the legacy system log (asl) through
+// syslog(3) (legacy_log.h). Both only send entries: reading the logs back,
+// activities, signposts and the redaction of private arguments are left out.
+//
 // The unified log, stood in for by the systemd journal's native protocol: one
 // datagram per entry on /run/systemd/journal/socket with MESSAGE, PRIORITY,
 // SYSLOG_IDENTIFIER, SUBSYSTEM and CATEGORY. Without a journal, entries are

@@ -1,3 +1,9 @@
+// platform/xpc stands in for XPC: dictionaries of property-list values carried
+// in frames over Unix-domain stream sockets, between connections to named mach
+// services and the listener that serves them. Left out: XPC types beyond
+// property-list values (descriptors, shared memory, endpoints), anonymous
+// connections, and lookup flags: every service is a privileged one.
+//
 // XPC connections to privileged mach services, over the stream sockets and
 // frames of platform/xpc/socket.h.
 //
