@@ -28,7 +28,7 @@
 #include "platform/foundation/clock.h"
 #include "platform/foundation/file_lock.h"
 #include "platform/foundation/log_date.h"
-#include "platform/plist/codec_support.h"
+#include "platform/foundation/strings.h"
 
 namespace {
 
@@ -156,7 +156,7 @@ void appendToFile(std::uint8_t, const char* format, std::span<const platform::Fo
       platform::stringWithFormat("%@ %@[%d] %@\n", _formatter->stringFromDate(platform::Clock::current().now()),
                                  *_category, processId(), *message);
   // Arguments may carry bytes that are not UTF-8; such a line has no UTF-8 form.
-  if (!line || !platform::codec::isValidUtf8(*line)) {
+  if (!line || !platform::isValidUtf8(*line)) {
     reportFailure("Could not get data for string '%{public}@'.", line.value_or(*message));
     return;
   }

@@ -2,12 +2,12 @@
 
 #include <string_view>
 
-#include "platform/plist/codec_support.h"
+#include "platform/foundation/strings.h"
 
 namespace lks_log_internal {
 
 std::optional<std::string> formatMessage(const char* format, std::span<const platform::FormatArg> args) {
-  if (!format || !platform::codec::isValidUtf8(format)) {
+  if (!format || !platform::isValidUtf8(format)) {
     reportFailure("Could not convert string '%{public}s'.", format);
     return std::nullopt;
   }

@@ -64,8 +64,23 @@ std::string expandingTildeInPath(std::string_view path) {
 
 }  // namespace
 
+bool isValidUtf8(std::string_view text) {
+  for (std::size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    if (lead < 0x80) {
+      ++i;
+      continue;
+    }
+    char32_t cp;
+    const std::size_t length = codec::decodeUtf8(text, i, cp);
+    if (length == 0) return false;
+    i += length;
+  }
+  return true;
+}
+
 bool stringBoolValue(std::string_view utf8) {
-  if (!codec::isValidUtf8(utf8)) return false;
+  if (!isValidUtf8(utf8)) return false;
   std::size_t i = 0;
   for (char32_t c; i < utf8.size();) {
     const std::size_t length = codec::decodeUtf8(utf8, i, c);

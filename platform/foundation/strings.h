@@ -1,5 +1,5 @@
-// Foundation's string helpers that the tool relies on: the yes/no truth test,
-// path standardization and the home directory.
+// Foundation's string helpers that the tool relies on: UTF-8 validity, the
+// yes/no truth test, path standardization and the home directory.
 //
 // platform/foundation holds the rest of what the tool takes from Foundation and
 // CoreFoundation, and the few system services beside them (IOKit's power
@@ -11,6 +11,9 @@
 #include <string_view>
 
 namespace platform {
+
+// True when `text` is well-formed UTF-8 (no surrogates, no overlong forms).
+bool isValidUtf8(std::string_view text);
 
 // NSString's boolValue: true when, after leading white space, an optional "+" or
 // "-" and any leading zeros, the first character is Y, y, T, t or 1-9; whatever

@@ -359,19 +359,4 @@ std::optional<std::u16string> utf16FromUtf8(std::string_view text) {
   return out;
 }
 
-bool isValidUtf8(std::string_view text) {
-  for (std::size_t i = 0; i < text.size();) {
-    const auto lead = static_cast<unsigned char>(text[i]);
-    if (lead < 0x80) {
-      ++i;
-      continue;
-    }
-    char32_t cp;
-    const std::size_t length = decodeUtf8(text, i, cp);
-    if (length == 0) return false;
-    i += length;
-  }
-  return true;
-}
-
 }  // namespace platform::codec

@@ -134,7 +134,4 @@ class Utf16ToUtf8 {
 // The UTF-16 code units of UTF-8 `text`; nullopt when it is not valid UTF-8.
 std::optional<std::u16string> utf16FromUtf8(std::string_view text);
 
-// True when `text` is well-formed UTF-8 (no surrogates, no overlong forms).
-bool isValidUtf8(std::string_view text);
-
 }  // namespace platform::codec

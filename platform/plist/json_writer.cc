@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "platform/foundation/strings.h"
 #include "platform/plist/codec_support.h"
 #include "platform/plist/property_list.h"
 #include "platform/plist/writer_support.h"
@@ -44,7 +45,7 @@ class Writer : public codec::RefusingWriter {
   void indent(std::size_t level) { out_.append(2 * level, ' '); }
 
   bool string(std::string_view text) {
-    if (!codec::isValidUtf8(text)) return refuse("text that is not valid UTF-8");
+    if (!isValidUtf8(text)) return refuse("text that is not valid UTF-8");
     out_.push_back('"');
     for (char c : text) {
       switch (c) {

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/foundation/strings.h"
 #include "platform/plist/codec_support.h"
 
 namespace platform::openstep_plist {
@@ -264,7 +265,7 @@ class Parser {
       }
       out.push_back(unescaped(c));
     }
-    if (!codec::isValidUtf8(out)) return fail("quoted string is not valid UTF-8", openedAt);
+    if (!isValidUtf8(out)) return fail("quoted string is not valid UTF-8", openedAt);
     return true;
   }
 

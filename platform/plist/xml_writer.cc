@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string_view>
 
+#include "platform/foundation/strings.h"
 #include "platform/plist/codec_support.h"
 #include "platform/plist/writer_support.h"
 
@@ -28,7 +29,7 @@ bool xmlCanCarry(std::string_view text) {
   for (char c : text) {
     if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r') return false;
   }
-  return codec::isValidUtf8(text) && text.find("\xEF\xBF\xBE") == std::string_view::npos &&
+  return isValidUtf8(text) && text.find("\xEF\xBF\xBE") == std::string_view::npos &&
          text.find("\xEF\xBF\xBF") == std::string_view::npos;
 }
 
