@@ -9,6 +9,7 @@
 
 // Runs one command. `argc` and `argv` start at the command word (argv[0] is the
 // command's name, not the program's). Returns the process exit status.
+// Sub-command helpers take the same shape: their argv[0] is their own sub-command word.
 using CommandHandler = int (*)(int argc, char** argv);
 
 // Row flags, combined with `|` in the table.

@@ -61,8 +61,8 @@ int channel_setting(const ChannelSetting& setting, int argc, char** argv) {
 }
 
 int updates_enabled(int argc, char** argv) {
-  if (argc <= 2) return print_enabled(QHVHelperMessageGetUpdatesEnabled);
-  return exit_status(send_message_payload_error(QHVHelperMessageSetUpdatesEnabled, enabled_payload(argv[2]), nullptr));
+  if (argc < 2) return print_enabled(QHVHelperMessageGetUpdatesEnabled);
+  return exit_status(send_message_payload_error(QHVHelperMessageSetUpdatesEnabled, enabled_payload(argv[1]), nullptr));
 }
 
 enum class Answer { Install, Decline, EndOfInput };
@@ -97,7 +97,7 @@ int install_update() {
 }
 
 int check_for_updates(int argc, char** argv) {
-  const bool install = argc > 2 && std::string_view(argv[2]) == "-i";
+  const bool install = argc > 1 && std::string_view(argv[1]) == "-i";
   platform::ErrorRef error;
   const platform::Value reply = send_message_payload_error(QHVHelperMessageCheckForUpdates, {}, &error);
   if (!reply) {
@@ -127,10 +127,10 @@ int updates_cmd(int argc, char** argv) {
     return 1;
   }
   const std::string_view sub = argv[1];
-  if (sub == "enabled") return updates_enabled(argc, argv);
+  if (sub == "enabled") return updates_enabled(argc - 1, argv + 1);
   if (sub == "mode" || sub == "set-mode") return updates_mode_cmd(argc - 1, argv + 1);
   if (sub == "feed" || sub == "set-feed") return updates_feed_cmd(argc - 1, argv + 1);
-  if (sub == "check") return check_for_updates(argc, argv);
+  if (sub == "check") return check_for_updates(argc - 1, argv + 1);
   if (sub == "enable") return updates_enable_cmd();
   if (sub == "disable") return updates_disable_cmd();
   print_usage(false);
