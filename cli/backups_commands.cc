@@ -14,12 +14,6 @@ namespace {
 // The backup modes the service knows, matched exactly.
 constexpr std::string_view kBackupModes[] = {"WhenInactive", "Interval", "CalendarIntervals"};
 
-// Reads or sets a yes/no setting: argv[0] is the sub-command, argv[1] the value.
-int enabled_setting(int argc, char** argv, QHVHelperMessage read, QHVHelperMessage set) {
-  if (argc < 2) return print_enabled(read);
-  return exit_status(send_message_payload_error(set, enabled_payload(argv[1]), nullptr));
-}
-
 int backups_mode(int argc, char** argv) {
   if (argc < 2) {
     const platform::Value reply = send_message_payload_error(QHVHelperMessageGetBackupsMode, {}, nullptr);
@@ -68,7 +62,7 @@ int backups_cmd(int argc, char** argv) {
   }
   const std::string_view sub = argv[1];
   if (sub == "enabled") {
-    return enabled_setting(argc - 1, argv + 1, QHVHelperMessageGetBackupsEnabled, QHVHelperMessageSetBackupsEnabled);
+    return yes_no_setting(argc - 1, argv + 1, QHVHelperMessageGetBackupsEnabled, QHVHelperMessageSetBackupsEnabled);
   }
   if (sub == "mode") return backups_mode(argc - 1, argv + 1);
   if (sub == "interval") return backups_interval_cmd(argc - 1, argv + 1);
@@ -83,7 +77,7 @@ int snapshots_cmd(int argc, char** argv) {
     print_usage(false);
     return 1;
   }
-  return enabled_setting(argc - 1, argv + 1, QHVHelperMessageGetSnapshotsEnabled, QHVHelperMessageSetSnapshotsEnabled);
+  return yes_no_setting(argc - 1, argv + 1, QHVHelperMessageGetSnapshotsEnabled, QHVHelperMessageSetSnapshotsEnabled);
 }
 
 int backups_interval_cmd(int argc, char** argv) {

@@ -95,6 +95,5 @@ int debug_logs_cmd(int argc, char** argv) {
 }
 
 int dry_run_cmd(int argc, char** argv) {
-  if (argc <= 1) return print_enabled(QHVHelperMessageGetDryRun);
-  return exit_status(send_message_payload_error(QHVHelperMessageSetDryRun, enabled_payload(argv[1]), nullptr));
+  return yes_no_setting(argc, argv, QHVHelperMessageGetDryRun, QHVHelperMessageSetDryRun);
 }

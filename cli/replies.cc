@@ -13,8 +13,8 @@ const platform::Value& reply_value(const platform::Value& reply, std::string_vie
   return dictionary ? dictionary->get(key) : absent;
 }
 
-platform::Value enabled_payload(const char* value) {
-  return platform::Value::dictionary({{"Enabled", platform::Value::boolean(platform::stringBoolValue(value))}});
+platform::Value enabled_payload(bool enabled) {
+  return platform::Value::dictionary({{"Enabled", platform::Value::boolean(enabled)}});
 }
 
 int print_enabled(QHVHelperMessage message) {
@@ -22,4 +22,9 @@ int print_enabled(QHVHelperMessage message) {
   if (!reply) return 1;
   std::puts(reply_value(reply, "Enabled").boolValue() ? "yes" : "no");
   return 0;
+}
+
+int yes_no_setting(int argc, char** argv, QHVHelperMessage read, QHVHelperMessage set) {
+  if (argc < 2) return print_enabled(read);
+  return exit_status(send_message_payload_error(set, enabled_payload(platform::stringBoolValue(argv[1])), nullptr));
 }

@@ -14,9 +14,14 @@ int exit_status(const platform::Value& reply);
 // dictionary or has no such entry.
 const platform::Value& reply_value(const platform::Value& reply, std::string_view key);
 
-// The payload {"Enabled": `value` read by the yes/no truth test}.
-platform::Value enabled_payload(const char* value);
+// The payload {"Enabled": `enabled`}.
+platform::Value enabled_payload(bool enabled);
 
 // Sends the reading `message` and prints "yes" or "no" from the reply's
 // "Enabled" (no when it is absent). 0, or 1 when no reply came.
 int print_enabled(QHVHelperMessage message);
+
+// A yes/no setting: without a value after argv[0], prints it from `read`
+// (print_enabled); with one, sends `set` with the value read by the yes/no
+// truth test, anything after it ignored. Returns the exit status.
+int yes_no_setting(int argc, char** argv, QHVHelperMessage read, QHVHelperMessage set);

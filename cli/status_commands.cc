@@ -71,9 +71,7 @@ int switch_features(int argc, char** argv, QHVHelperMessage plain, bool on) {
 }
 
 int set_updates_enabled(bool enabled) {
-  return exit_status(send_message_payload_error(
-      QHVHelperMessageSetUpdatesEnabled, platform::Value::dictionary({{"Enabled", platform::Value::boolean(enabled)}}),
-      nullptr));
+  return exit_status(send_message_payload_error(QHVHelperMessageSetUpdatesEnabled, enabled_payload(enabled), nullptr));
 }
 
 }  // namespace

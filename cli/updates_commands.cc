@@ -60,11 +60,6 @@ int channel_setting(const ChannelSetting& setting, int argc, char** argv) {
   return 0;
 }
 
-int updates_enabled(int argc, char** argv) {
-  if (argc < 2) return print_enabled(QHVHelperMessageGetUpdatesEnabled);
-  return exit_status(send_message_payload_error(QHVHelperMessageSetUpdatesEnabled, enabled_payload(argv[1]), nullptr));
-}
-
 enum class Answer { Install, Decline, EndOfInput };
 
 // Reads the answer to the update question: lines of at most 15 characters, an
@@ -127,7 +122,9 @@ int updates_cmd(int argc, char** argv) {
     return 1;
   }
   const std::string_view sub = argv[1];
-  if (sub == "enabled") return updates_enabled(argc - 1, argv + 1);
+  if (sub == "enabled") {
+    return yes_no_setting(argc - 1, argv + 1, QHVHelperMessageGetUpdatesEnabled, QHVHelperMessageSetUpdatesEnabled);
+  }
   if (sub == "mode" || sub == "set-mode") return updates_mode_cmd(argc - 1, argv + 1);
   if (sub == "feed" || sub == "set-feed") return updates_feed_cmd(argc - 1, argv + 1);
   if (sub == "check") return check_for_updates(argc - 1, argv + 1);
