@@ -4,7 +4,6 @@
 
 #include "authorization/authorization_manager.h"
 #include "cli/usage.h"
-#include "platform/foundation/program_name.h"
 #include "platform/foundation/user_ids.h"
 
 const CommandEntry* find_command(std::span<const CommandEntry> rows, std::string_view name) {
@@ -15,22 +14,22 @@ const CommandEntry* find_command(std::span<const CommandEntry> rows, std::string
 }
 
 int dispatch_command(std::span<const CommandEntry> rows, int argc, char** argv) {
-  const char* program = platform::getprogname();
+  const UsageTable usage(rows);
   if (argc <= 1) {
-    write_usage(stdout, rows, program, false);
+    print_usage(false);
     return 1;
   }
   // "-d" means the full usage only on its own; followed by anything it is
   // looked up as a command and not found.
   if (argc == 2 && std::string_view(argv[1]) == "-d") {
-    write_usage(stdout, rows, program, true);
+    print_usage(true);
     return 1;
   }
   // No command ever asks for credentials: rights come without interaction or not at all.
   LKSAuthorizationManager::sharedManager().setAllowsUserInteraction(false);
   const CommandEntry* row = find_command(rows, argv[1]);
   if (!row) {
-    write_usage(stdout, rows, program, false);
+    print_usage(false);
     return 1;
   }
   // The real user: a set-user-id or sudo-like elevation of the effective id

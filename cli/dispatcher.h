@@ -15,5 +15,6 @@ const CommandEntry* find_command(std::span<const CommandEntry> rows, std::string
 // usage for an unknown command (all three exit with 1), "This command requires
 // root privileges." on standard output for a root-only command run by a real
 // user other than root (1), otherwise the handler's result. Turns interactive
-// authorization off before any handler can run.
+// authorization off before any handler can run. Every usage printed meanwhile,
+// by the handler too, is that of `rows`.
 int dispatch_command(std::span<const CommandEntry> rows, int argc, char** argv);

@@ -5,7 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "authorization/authorization_manager.h"
+#include "cli/usage.h"
 #include "harness/standard_streams.h"
+#include "platform/foundation/program_name.h"
 #include "platform/foundation/user_ids.h"
 
 namespace {
@@ -17,11 +19,10 @@ int recordingHandler(int argc, char** argv) {
   return 42;
 }
 
-// The exit status and standard output of `args` run by a user of the real and
-// effective ids given, against the table with recording handlers.
-std::pair<int, std::string> run(std::vector<std::string> args, uid_t real, uid_t effective) {
-  std::array<CommandEntry, kCommandCount> rows = commands;
-  for (CommandEntry& row : rows) row.handler = row.is_separator() ? nullptr : recordingHandler;
+// The exit status and standard output of `args` run against `rows` by a user
+// of the real and effective ids given.
+std::pair<int, std::string> runTable(std::span<const CommandEntry> rows, std::vector<std::string> args, uid_t real,
+                                     uid_t effective) {
   const platform::FixedUserIds ids(real, effective);
   platform::UserIds::setForTesting(&ids);
   std::vector<char*> argv;
@@ -32,6 +33,19 @@ std::pair<int, std::string> run(std::vector<std::string> args, uid_t real, uid_t
   const int status = dispatch_command(rows, static_cast<int>(args.size()), argv.data());
   platform::UserIds::setForTesting(nullptr);
   return {status, captured.text()};
+}
+
+// runTable against the real table with recording handlers.
+std::pair<int, std::string> run(std::vector<std::string> args, uid_t real, uid_t effective) {
+  std::array<CommandEntry, kCommandCount> rows = commands;
+  for (CommandEntry& row : rows) row.handler = row.is_separator() ? nullptr : recordingHandler;
+  return runTable(rows, std::move(args), real, effective);
+}
+
+std::string captureUsage() {
+  testing_support::CapturedOutput captured;
+  print_usage(false);
+  return captured.text();
 }
 
 // The first row of a name decides: "settings" reads for everyone although
@@ -69,6 +83,36 @@ TEST(Dispatcher, UsagePathsNeverRunAHandlerAndInteractionIsOffOnceACommandIsLook
     EXPECT_EQ(out.find("set-settings") != std::string::npos, c.full) << c.args.back();
     EXPECT_EQ(LKSAuthorizationManager::sharedManager().allowsUserInteraction(), !c.lookedUp) << c.args.back();
   }
+}
+
+// A handler that prints the usage on wrong arguments prints that of the table
+// it was found in; the table in use before the run is back after it.
+TEST(Dispatcher, AHandlersUsageIsThatOfTheTableItRunsFrom) {
+  const std::string program = platform::getprogname();
+  const std::string globalUsage = captureUsage();
+  ASSERT_TRUE(globalUsage.starts_with("usage: " + program + " version")) << globalUsage;
+  const auto printsUsage = [](int, char**) {
+    print_usage(false);
+    return 7;
+  };
+  const CommandEntry rows[] = {
+      command("own", "[x]", "Prints the usage.", printsUsage, kNoFlags),
+      separator(kNoFlags),
+      command("other", nullptr, "Another row.", printsUsage, kRequiresRoot),
+      command("unseen", nullptr, "Only in the full usage.", printsUsage, kHidden),
+  };
+  const auto [status, out] = runTable(rows, {"qhvctl", "own"}, 0, 0);
+  EXPECT_EQ(status, 7);
+  std::vector<std::string> lines;
+  for (std::size_t start = 0, end; (end = out.find('\n', start)) != std::string::npos; start = end + 1) {
+    lines.push_back(out.substr(start, end - start));
+  }
+  ASSERT_EQ(lines.size(), 3U) << out;
+  EXPECT_TRUE(lines[0].starts_with("usage: " + program + " own [x] ")) << lines[0];
+  EXPECT_EQ(lines[1], "");
+  EXPECT_TRUE(lines[2].starts_with("       " + program + " other ") && lines[2].ends_with(" Must be run as root."))
+      << lines[2];
+  EXPECT_EQ(captureUsage(), globalUsage);
 }
 
 }  // namespace
