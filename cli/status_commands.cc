@@ -78,6 +78,7 @@ int set_updates_enabled(bool enabled) {
 
 int status_cmd(int argc, char** argv) {
   const platform::Value settings = send_message_payload_error(QHVHelperMessageGetSettings, {}, nullptr);
+  // 0 without a reply too, deliberately: the failure is printed, and status never fails on it.
   if (!settings) return 0;
   const auto state = [](bool enabled) { return platform::Value::string(enabled ? "enabled" : "disabled"); };
   const platform::Dictionary status{
@@ -112,6 +113,7 @@ int settings_cmd(int argc, char** argv) {
     const OutputFormat format = output_format(argc, argv);
     print_dictionary(settings, format.xml, format.json);
   }
+  // 0 without a reply too, deliberately, as for status.
   return 0;
 }
 
