@@ -31,30 +31,33 @@ class LKSAuthorizationManager {
   void invalidate();
 
   // True when an authorization (reused when `rights` is the list last granted)
-  // grants one right of the list. False with an authorization-domain error:
-  // code 0 when the user cancelled, 1 when no authorization could be made,
-  // 6 when every right was refused or the list is empty; nothing is held then.
+  // grants one right of the list. False with LKSAuthorizationErrorUserCanceled
+  // when the user cancelled, LKSAuthorizationErrorCreate when no authorization
+  // could be made, LKSAuthorizationErrorAuthorizeRights when every right was
+  // refused or the list is empty; nothing is held then.
   bool authorizeRights(const platform::Array& rights, platform::ErrorRef* error);
 
   // The 32-byte external form of an authorization that grants one right of
-  // `rights`; nullopt with authorizeRights's error, or code 2 when the form
-  // could not be made.
+  // `rights`; nullopt with authorizeRights's error, or
+  // LKSAuthorizationErrorMakeExternalForm when the form could not be made.
   std::optional<platform::Bytes> authorizationExternalDataWithRights(const platform::Array& rights,
                                                                      platform::ErrorRef* error);
 
   // True when the authorization whose external form is the first 32 bytes of
-  // `data` already holds one right of `rights`. False with code 3 ("status") when
-  // the form is unknown, or shorter than 32 bytes (then errAuthorizationInvalidRef
-  // without asking), code 5 (one "name (status)" entry per right) when none is held.
+  // `data` already holds one right of `rights`. False with
+  // LKSAuthorizationErrorCreateFromExternalForm ("status") when the form is
+  // unknown, or shorter than 32 bytes (then errAuthorizationInvalidRef without
+  // asking), LKSAuthorizationErrorValidateRights (one "name (status)" entry per
+  // right) when none is held.
   static bool validateAuthorizationExternalData(const platform::Bytes& data,
                                                 const platform::Array& rights,
                                                 platform::ErrorRef* error);
 
   // Installs each right definition (rule name or rule dictionary) under its
   // name in the authorization database, in the dictionary's order. False with
-  // code 4: "status" and every right name under "rights" when no authorization
-  // could be made, otherwise one "name (status)" entry per right that could not
-  // be set (the others are set).
+  // LKSAuthorizationErrorSetRights: "status" and every right name under
+  // "rights" when no authorization could be made, otherwise one "name (status)"
+  // entry per right that could not be set (the others are set).
   static bool setAuthorizationRights(const platform::Dictionary& rights, platform::ErrorRef* error);
 
  private:

@@ -5,6 +5,7 @@
 #include "platform/plist/value.h"
 
 // True when the error, or one of the errors beneath it (through
-// NSUnderlyingErrorKey, at most LKSErrorChainLimit deep), is code 0 of
-// "com.larkspan.authorization"; false for a null error.
+// NSUnderlyingErrorKey, at most LKSErrorChainLimit deep), is
+// LKSAuthorizationErrorUserCanceled of LKSAuthorizationErrorDomain; false for a
+// null error.
 bool userCanceledAuthentication(const platform::ErrorRef& error);

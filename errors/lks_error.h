@@ -24,8 +24,9 @@ class LKSError {
   static platform::ErrorRef errorWithDomain(std::string domain, std::int64_t code,
                                             platform::Dictionary userInfo);
 
-  // The log level of an error: 0 (default), 1 (info) or 16 (error). Codes are
-  // compared unsigned, so a negative code counts as a very large one.
+  // The log level of an error: LKSLogLevelDefault, LKSLogLevelInfo or
+  // LKSLogLevelError. Codes are compared unsigned, so a negative code counts as
+  // a very large one.
   static std::uint8_t logLevelForError(const platform::ErrorRef& error);
 
   // One line: the text of the error and of each of its causes, outermost first,

@@ -60,23 +60,25 @@ class LKSMessagerClient : public std::enable_shared_from_this<LKSMessagerClient>
   // Cancels the connection; the next send opens a new one.
   void cancel() { _XPCClient->cancel(); }
 
-  // The request for `message`; nullopt with code 2 when the payload is not a
-  // property list, code 0 when the delegate's rights could not be authorized.
+  // The request for `message`; nullopt with LKSMessagerErrorSerializeMessage
+  // when the payload is not a property list, LKSMessagerErrorAuthorize when the
+  // delegate's rights could not be authorized.
   std::optional<platform::Dictionary> XPCMessageForMessage(std::int64_t message, const platform::Value& payload,
                                                            platform::ErrorRef* error);
 
-  // The reply value of `XPCReply`; none with code 7 (service not available),
-  // 8 (service went away), 5 or 6, or with the error the reply carries.
+  // The reply value of `XPCReply`; none with LKSMessagerErrorServiceUnavailable,
+  // LKSMessagerErrorServiceDisappeared, LKSMessagerErrorDeserializeReply or
+  // LKSMessagerErrorUnarchiveReplyError, or with the error the reply carries.
   platform::Value replyForMessage(std::int64_t message, const platform::XPCObject& XPCReply,
                                   platform::ErrorRef* error);
 
   // The reply's "payload" parsed, or an empty dictionary when there is none;
-  // none with code 5 when it does not parse.
+  // none with LKSMessagerErrorDeserializeReply when it does not parse.
   platform::Value payloadForMessage(std::int64_t message, const platform::Dictionary& XPCMessage,
                                     platform::ErrorRef* error);
 
-  // The error the reply's "error" carries; code 6 when it does not decode; null
-  // when there is no "error".
+  // The error the reply's "error" carries; LKSMessagerErrorUnarchiveReplyError
+  // when it does not decode; null when there is no "error".
   platform::ErrorRef errorForMessage(std::int64_t message, const platform::Dictionary& XPCMessage);
 
  private:

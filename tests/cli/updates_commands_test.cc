@@ -65,7 +65,7 @@ TEST_F(UpdatesCommands, CheckAndTheAnswerToItsQuestion) {
 }
 
 TEST_F(UpdatesCommands, InstallationAndCheckFailures) {
-  // Losing the service (7 or 8) is success, the installation replaces it; any
+  // Losing the service (unavailable or gone) is success, the installation replaces it; any
   // other failure is printed on standard error, whatever its level.
   const platform::ErrorRef busy = platform::Error::make(QHVErrorDomain, QHVErrorBackupRunning);
   const ToolRun installed = {{"updates", "check", "-i"}, kRoot, kUpdatingNow + kUpdated, "", 0, {26, 27}};
