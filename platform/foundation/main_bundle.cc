@@ -1,7 +1,5 @@
 #include "platform/foundation/main_bundle.h"
 
-#include <cstdint>
-#include <span>
 #include <string>
 
 #include "platform/plist/property_list.h"
@@ -15,17 +13,6 @@ extern const std::uint8_t __stop_qhv_info_plist[] __attribute__((weak));
 }
 
 namespace platform {
-namespace {
-
-Dictionary parseEmbeddedInfoPlist() {
-  if (!__start_qhv_info_plist || !__stop_qhv_info_plist) return {};
-  const std::span<const std::uint8_t> bytes(__start_qhv_info_plist, __stop_qhv_info_plist);
-  const Value plist = propertyListWithData(bytes, nullptr, nullptr);
-  const Dictionary* dictionary = plist.asDictionary();
-  return dictionary ? *dictionary : Dictionary();
-}
-
-}  // namespace
 
 const MainBundle& MainBundle::mainBundle() {
   static const MainBundle bundle;
@@ -33,8 +20,17 @@ const MainBundle& MainBundle::mainBundle() {
 }
 
 const Dictionary& MainBundle::infoDictionary() const {
-  static const Dictionary info = parseEmbeddedInfoPlist();
+  static const Dictionary info = [this] {
+    const Value plist = propertyListWithData(infoPropertyListData(), nullptr, nullptr);
+    const Dictionary* dictionary = plist.asDictionary();
+    return dictionary ? *dictionary : Dictionary();
+  }();
   return info;
+}
+
+std::span<const std::uint8_t> MainBundle::infoPropertyListData() const {
+  if (!__start_qhv_info_plist || !__stop_qhv_info_plist) return {};
+  return {__start_qhv_info_plist, __stop_qhv_info_plist};
 }
 
 std::string MainBundle::localizedStringForKey(std::string_view key, std::string_view value,
