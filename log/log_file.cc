@@ -17,7 +17,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <system_error>
@@ -39,7 +41,9 @@ constexpr int kRotatedFiles = 4;
 // Set by openLogFile before any other thread runs, then only read; never
 // destroyed, since other threads may still log while the process exits.
 const std::string* _category = nullptr;
-const platform::LogDateFormatter* _formatter = nullptr;
+// Made at the first entry rather than at set-up: reading the time zone is most
+// of what set-up would cost, and most runs log nothing.
+std::atomic<const platform::LogDateFormatter*> _formatter{nullptr};
 
 // The process id that lines carry: read at set-up and again in every child that
 // fork makes, which spares a system call per entry; 0 when no fork handler could
@@ -58,6 +62,14 @@ std::string rotatedPath(const std::string& directory, int generation) {
 }
 
 pid_t processId() { return _processId != 0 ? _processId : ::getpid(); }
+
+const platform::LogDateFormatter& formatter() {
+  const platform::LogDateFormatter* current = _formatter.load(std::memory_order_acquire);
+  if (current) return *current;
+  auto made = std::make_unique<const platform::LogDateFormatter>();
+  if (_formatter.compare_exchange_strong(current, made.get(), std::memory_order_acq_rel)) return *made.release();
+  return *current;  // another thread's, made meanwhile
+}
 
 void rememberProcessId() {
   static const bool readAgainInChildren =
@@ -125,7 +137,6 @@ namespace lks_log_internal {
 
 void openLogFile(const char* category) {
   _category = new std::string(category ? category : "");
-  _formatter = new platform::LogDateFormatter();
   rememberProcessId();
   const std::string directory = LKSLogGetParentPath();
   std::error_code ignored;
@@ -145,15 +156,14 @@ void resetLogFileForTesting() {
   _length = 0;
   delete _category;
   _category = nullptr;
-  delete _formatter;
-  _formatter = nullptr;
+  delete _formatter.exchange(nullptr);
 }
 
 void appendToFile(std::uint8_t, const char* format, std::span<const platform::FormatArg> args) {
   const std::optional<std::string> message = formatMessage(format, args);
   if (!message || !_category) return;  // no category: LKSLogInit has not run, nothing is open
   const std::optional<std::string> line =
-      platform::stringWithFormat("%@ %@[%d] %@\n", _formatter->stringFromDate(platform::Clock::current().now()),
+      platform::stringWithFormat("%@ %@[%d] %@\n", formatter().stringFromDate(platform::Clock::current().now()),
                                  *_category, processId(), *message);
   // Arguments may carry bytes that are not UTF-8; such a line has no UTF-8 form.
   if (!line || !platform::isValidUtf8(*line)) {
