@@ -20,22 +20,29 @@ TEST(Install, StagesTheToolItsManualPageAndItsCompletionsBelowThePrefixAndNothin
 
 TEST(DebianPackage, HoldsTheInstallationUnderItsControlFieldsAndItsToolRuns) {
   const std::string dpkgDeb = shipping::findProgram("dpkg-deb");
+  const std::string readelf = shipping::findProgram("readelf");
   if (dpkgDeb.empty() || shipping::findProgram("dpkg-shlibdeps").empty()) {
     GTEST_SKIP() << "dpkg-deb or dpkg-shlibdeps (dpkg-dev) is not installed: the Debian package is not built";
+  }
+  if (readelf.empty() || shipping::findProgram("objcopy").empty()) {
+    GTEST_SKIP() << "readelf or objcopy (binutils) is not installed: the debug symbols package is not built";
   }
   testing_support::TempDir output;
   RunResult run = runProgram(QHV_CPACK_COMMAND,
                              {"-G", "DEB", "--config", std::string(QHV_BINARY_DIR) + "/CPackConfig.cmake", "-B", output.path()});
   ASSERT_EQ(run.exitStatus, 0) << shipping::describe(run);
-  std::vector<std::string> packages;
+  std::vector<std::string> packages, debugPackages;
   for (const auto& entry : std::filesystem::directory_iterator(output.path())) {
     if (entry.path().extension() == ".deb") packages.push_back(entry.path());
+    if (entry.path().extension() == ".ddeb") debugPackages.push_back(entry.path());
   }
   ASSERT_EQ(packages.size(), 1U) << "cpack made no package or more than one";
-  auto field = [&](const char* name) {
-    const std::string value = runProgram(dpkgDeb, {"-f", packages[0], name}).out;
+  ASSERT_EQ(debugPackages.size(), 1U) << "cpack made no debug symbols package or more than one";
+  auto fieldOf = [&](const std::string& package, const char* name) {
+    const std::string value = runProgram(dpkgDeb, {"-f", package, name}).out;
     return value.substr(0, value.find('\n'));
   };
+  auto field = [&](const char* name) { return fieldOf(packages[0], name); };
   const std::string architecture = runProgram(shipping::findProgram("dpkg"), {"--print-architecture"}).out;
   EXPECT_EQ(field("Package"), "qhvctl");
   EXPECT_EQ(field("Architecture") + "\n", architecture);
@@ -47,8 +54,24 @@ TEST(DebianPackage, HoldsTheInstallationUnderItsControlFieldsAndItsToolRuns) {
   ASSERT_EQ(::chmod(root.path().c_str(), 0755), 0);
   ASSERT_EQ(runProgram(dpkgDeb, {"-x", packages[0], root.file("unpacked")}).exitStatus, 0);
   shipping::expectInstallation(root.file("unpacked"), "usr/");
-  EXPECT_EQ(testing_support::readFile(root.file("unpacked/usr/bin/qhvctl"))->find(".debug_info"), std::string::npos)
-      << "the packaged tool is not stripped";
+
+  // The debug information, apart, where debuggers look it up by the tool's build id.
+  EXPECT_EQ(fieldOf(debugPackages[0], "Package"), "qhvctl-dbgsym");
+  EXPECT_EQ(fieldOf(debugPackages[0], "Depends"), "qhvctl (= " + field("Version") + ")");
+  ASSERT_EQ(runProgram(dpkgDeb, {"-x", debugPackages[0], root.file("debug")}).exitStatus, 0);
+  const std::string notes = runProgram(readelf, {"-n", root.file("unpacked/usr/bin/qhvctl")}).out;
+  const std::size_t idAt = notes.find("Build ID: ");
+  ASSERT_NE(idAt, std::string::npos) << notes;
+  const std::string buildId = notes.substr(idAt + 10, notes.find('\n', idAt) - idAt - 10);
+  const std::string debugFile = "usr/lib/debug/.build-id/" + buildId.substr(0, 2) + "/" + buildId.substr(2) + ".debug";
+  std::set<std::string> debugFiles;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root.file("debug"))) {
+    if (!entry.is_directory()) debugFiles.insert(std::filesystem::relative(entry.path(), root.file("debug")));
+  }
+  EXPECT_EQ(debugFiles, std::set<std::string>{debugFile});
+  EXPECT_NE(testing_support::readFile(root.file("debug/" + debugFile)).value_or("").find(".debug_info"), std::string::npos)
+      << "the debug symbols package holds no debug information";
+
   const std::string home = root.file("home");
   ASSERT_EQ(::mkdir(home.c_str(), 0700), 0);
   testing_support::RunOptions options;

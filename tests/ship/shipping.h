@@ -32,7 +32,8 @@ inline std::string describe(const testing_support::RunResult& run) {
 
 // Checks the files under `root`: exactly the tool, its manual page compressed
 // as Debian keeps manual pages and its completions for bash, zsh and fish,
-// under `prefix`, the page and the completions those of the source tree.
+// under `prefix`, the page and the completions those of the source tree, the
+// tool stripped of its debug information.
 inline void expectInstallation(const std::string& root, const std::string& prefix) {
   const std::map<std::string, std::string> completions = {
       {"share/bash-completion/completions/qhvctl", "completion/qhvctl.bash"},
@@ -50,6 +51,8 @@ inline void expectInstallation(const std::string& root, const std::string& prefi
   }
   EXPECT_EQ(files, expected);
   EXPECT_EQ(std::filesystem::status(root + "/" + prefix + "bin/qhvctl").permissions(), std::filesystem::perms(0755));
+  EXPECT_EQ(testing_support::readFile(root + "/" + prefix + "bin/qhvctl")->find(".debug_info"), std::string::npos)
+      << "the installed tool carries its debug information";
   const testing_support::RunResult page =
       testing_support::runProgram("/bin/gzip", {"-dc", root + "/" + prefix + "share/man/man8/qhvctl.8.gz"});
   EXPECT_EQ(page.out, testing_support::readFile(sourceFile("doc/qhvctl.8"))) << describe(page);
