@@ -1,6 +1,7 @@
 #include "scheduler/request_record.h"
 
 #include <cerrno>
+#include <string_view>
 
 #include "scheduler/state_files.h"
 
@@ -28,27 +29,50 @@ bool sameFile(const struct stat& a, const struct stat& b) {
 
 }  // namespace
 
-std::optional<platform::Array> RequestRecord::currentRecords(platform::ErrorRef* error) {
+std::optional<platform::Bytes> RequestRecord::appendedToWritten(const platform::Value& record) const {
   struct stat now {};
-  const bool exists = ::stat(path_.c_str(), &now) == 0;
-  if (exists && written_ && sameFile(now, *written_)) return records_;
+  if (!written_ || ::stat(path_.c_str(), &now) != 0 || !sameFile(now, *written_)) return std::nullopt;
+  // An array of one record written as the file is: the record's text sits
+  // between the array's opening and the closing both end with.
+  const std::optional<platform::Bytes> alone =
+      platform::dataWithPropertyList(platform::Value::array({record}), platform::PropertyListFormat::XML, nullptr);
+  const std::string_view opening = "<array>\n", closing = "</array>\n</plist>\n";
+  auto endsWithClosing = [&](const platform::Bytes& bytes) {
+    return bytes.size() >= closing.size() &&
+           std::string_view(reinterpret_cast<const char*>(bytes.data()) + bytes.size() - closing.size(),
+                            closing.size()) == closing;
+  };
+  if (!alone || !endsWithClosing(*alone) || !endsWithClosing(bytes_)) return std::nullopt;
+  const std::string_view aloneText(reinterpret_cast<const char*>(alone->data()), alone->size());
+  const std::size_t recordStart = aloneText.find(opening);
+  if (recordStart == std::string_view::npos) return std::nullopt;
+  platform::Bytes next(bytes_.begin(), bytes_.end() - static_cast<std::ptrdiff_t>(closing.size()));
+  next.insert(next.end(), alone->begin() + static_cast<std::ptrdiff_t>(recordStart + opening.size()), alone->end());
+  return next;
+}
+
+std::optional<platform::Bytes> RequestRecord::appendedToStored(const platform::Value& record,
+                                                               platform::ErrorRef* error) const {
   bool missing = false;
   const platform::Value stored = readStateFile(path_, &missing, error);
-  if (missing) return platform::Array();
-  if (!stored) return std::nullopt;
-  if (!stored.asArray()) {
+  if (!missing && !stored) return std::nullopt;
+  if (!missing && !stored.asArray()) {
     if (error) *error = fileError("no array in", path_, EINVAL);
     return std::nullopt;
   }
-  return *stored.asArray();
+  platform::Array records = missing ? platform::Array() : *stored.asArray();
+  records.push_back(record);
+  return platform::dataWithPropertyList(platform::Value::array(std::move(records)), platform::PropertyListFormat::XML,
+                                        error);
 }
 
 bool RequestRecord::append(const ReceivedRequest& request, platform::ErrorRef* error) {
-  std::optional<platform::Array> records = currentRecords(error);
-  if (!records) return false;
-  records->push_back(platform::Value::dictionary(recordOf(request)));
-  if (!writeStateFile(path_, platform::Value::array(*records), error)) return false;
-  records_ = std::move(*records);
+  const platform::Value record = platform::Value::dictionary(recordOf(request));
+  std::optional<platform::Bytes> next = appendedToWritten(record);
+  if (!next) next = appendedToStored(record, error);
+  if (!next) return false;
+  if (!writeStateFileContents(path_, *next, error)) return false;
+  bytes_ = std::move(*next);
   struct stat written {};
   written_ = ::stat(path_.c_str(), &written) == 0 ? std::optional<struct stat>(written) : std::nullopt;
   return true;

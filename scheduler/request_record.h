@@ -23,9 +23,10 @@ struct ReceivedRequest {
   platform::XPCPeerCredentials peer;
 };
 
-// The requests file at one path. The records last written are kept, so that
-// appending does not read the whole file again unless someone else changed or
-// removed it meanwhile. Not synchronized.
+// The requests file at one path. The bytes last written are kept, so that
+// appending neither reads the whole file again nor writes every record out
+// anew, unless someone else changed or removed it meanwhile: the new record's
+// text goes in before the closing of the array. Not synchronized.
 class RequestRecord {
  public:
   explicit RequestRecord(std::string path) : path_(std::move(path)) {}
@@ -36,11 +37,14 @@ class RequestRecord {
   bool append(const ReceivedRequest& request, platform::ErrorRef* error);
 
  private:
-  // The records the file holds now: those kept, when it is still the file last written.
-  std::optional<platform::Array> currentRecords(platform::ErrorRef* error);
+  // The file's next contents when it is still the file last written and holds
+  // at least one record: `record` spliced in; otherwise nullopt.
+  std::optional<platform::Bytes> appendedToWritten(const platform::Value& record) const;
+  // The file's next contents from its records read anew.
+  std::optional<platform::Bytes> appendedToStored(const platform::Value& record, platform::ErrorRef* error) const;
 
   std::string path_;
-  platform::Array records_;
+  platform::Bytes bytes_;               // the contents last written
   std::optional<struct stat> written_;  // the file as last written
 };
 

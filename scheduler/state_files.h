@@ -90,19 +90,26 @@ inline platform::Value readStateFile(const std::string& path, bool* missing, pla
   return platform::propertyListWithData(contents, nullptr, error);
 }
 
-// Replaces the file at `path` (mode 0644) with `plist` as an XML property list,
-// in one step, so that a reader sees the old contents or the new. False with
-// an error when `plist` is no property list or the file cannot be written.
-inline bool writeStateFile(const std::string& path, const platform::Value& plist, platform::ErrorRef* error) {
-  const std::optional<platform::Bytes> data =
-      platform::dataWithPropertyList(plist, platform::PropertyListFormat::XML, error);
-  if (!data) return false;
-  if (const int failure = platform::replaceFileAtomically(path, *data, 0644, platform::Durability::RunTimeOnly);
+// Replaces the file at `path` (mode 0644) with `contents`, in one step, so
+// that a reader sees the old contents or the new. False with an error when the
+// file cannot be written.
+inline bool writeStateFileContents(const std::string& path, const platform::Bytes& contents,
+                                   platform::ErrorRef* error) {
+  if (const int failure = platform::replaceFileAtomically(path, contents, 0644, platform::Durability::RunTimeOnly);
       failure != 0) {
     if (error) *error = fileError("cannot write", path, failure);
     return false;
   }
   return true;
+}
+
+// Replaces the file at `path` with `plist` as an XML property list, as
+// writeStateFileContents does. False with an error when `plist` is no property
+// list or the file cannot be written.
+inline bool writeStateFile(const std::string& path, const platform::Value& plist, platform::ErrorRef* error) {
+  const std::optional<platform::Bytes> data =
+      platform::dataWithPropertyList(plist, platform::PropertyListFormat::XML, error);
+  return data && writeStateFileContents(path, *data, error);
 }
 
 }  // namespace dev_scheduler
