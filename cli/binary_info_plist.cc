@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <string>
 
-#include "platform/file_contents.h"
-#include "platform/property_list.h"
+#include "platform/foundation/file_contents.h"
+#include "platform/plist/property_list.h"
 
 namespace {
 

@@ -1,11 +1,11 @@
 // The information property list the tool embeds: what cli/Info.plist says, in
 // the binary format, so that a run reads it without an XML parser.
-#include "platform/main_bundle.h"
+#include "platform/foundation/main_bundle.h"
 
 #include <gtest/gtest.h>
 
-#include "platform/file_contents.h"
-#include "platform/property_list.h"
+#include "platform/foundation/file_contents.h"
+#include "platform/plist/property_list.h"
 
 namespace {
 

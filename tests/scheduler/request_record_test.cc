@@ -6,7 +6,7 @@
 
 #include "harness/files.h"
 #include "harness/temp_dir.h"
-#include "platform/property_list.h"
+#include "platform/plist/property_list.h"
 #include "scheduler/state_files.h"
 
 namespace {
