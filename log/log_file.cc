@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -61,7 +62,7 @@ std::string rotatedPath(const std::string& directory, int generation) {
   return directory + "/" + *_category + "." + std::to_string(generation) + ".log";
 }
 
-pid_t processId() { return _processId != 0 ? _processId : ::getpid(); }
+pid_t processIdOfLines() { return _processId != 0 ? _processId : ::getpid(); }
 
 const platform::LogDateFormatter& formatter() {
   const platform::LogDateFormatter* current = _formatter.load(std::memory_order_acquire);
@@ -162,21 +163,26 @@ void resetLogFileForTesting() {
 void appendToFile(std::uint8_t, const char* format, std::span<const platform::FormatArg> args) {
   const std::optional<std::string> message = formatMessage(format, args);
   if (!message || !_category) return;  // no category: LKSLogInit has not run, nothing is open
-  const std::optional<std::string> line =
-      platform::stringWithFormat("%@ %@[%d] %@\n", formatter().stringFromDate(platform::Clock::current().now()),
-                                 *_category, processId(), *message);
-  // Arguments may carry bytes that are not UTF-8; such a line has no UTF-8 form.
-  if (!line || !platform::isValidUtf8(*line)) {
-    reportFailure("Could not get data for string '%{public}@'.", line.value_or(*message));
+  // "%@ %@[%d] %@\n" laid out directly: the date and the process id are ASCII,
+  // so only the category and the message can keep the line from being UTF-8.
+  const std::string date = formatter().stringFromDate(platform::Clock::current().now());
+  char processId[16];
+  const int processIdLength = std::snprintf(processId, sizeof processId, "[%d] ", processIdOfLines());
+  std::string line;
+  line.reserve(date.size() + 1 + _category->size() + static_cast<std::size_t>(processIdLength) + message->size() + 1);
+  line.append(date).append(1, ' ').append(*_category).append(processId, static_cast<std::size_t>(processIdLength));
+  line.append(*message).append(1, '\n');
+  if (!platform::isValidUtf8(*_category) || !platform::isValidUtf8(*message)) {
+    reportFailure("Could not get data for string '%{public}@'.", line);
     return;
   }
   std::lock_guard lock(_lock);
   if (_fd == -1) return;
   if (_length >= kRotationThreshold) rotateUnlessAnotherProcessDid();
-  if (::write(_fd, line->data(), line->size()) == -1) {
-    reportFailure("Failed to write to log file (%d) '%{public}@'.", errno, *line);
+  if (::write(_fd, line.data(), line.size()) == -1) {
+    reportFailure("Failed to write to log file (%d) '%{public}@'.", errno, line);
   } else {
-    _length += line->size();  // the full length, even when fewer bytes were stored
+    _length += line.size();  // the full length, even when fewer bytes were stored
   }
 }
 
