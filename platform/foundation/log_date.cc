@@ -25,6 +25,8 @@ std::string LogDateFormatter::stringFromDate(Date date) const {
   double unix = date.unixTime();
   if (!std::isfinite(unix)) unix = 0;
   const auto seconds = static_cast<time_t>(std::floor(std::clamp(unix, 0.0, kLatestUnixTime)));
+  std::lock_guard lock(lock_);
+  if (seconds == lastSecond_) return lastText_;
   tm local{};
   localtime_r(&seconds, &local);
   const long offsetMinutes = std::labs(local.tm_gmtoff) / 60;
@@ -33,7 +35,9 @@ std::string LogDateFormatter::stringFromDate(Date date) const {
                 kMonthAbbreviations[local.tm_mon], (local.tm_year + 1900) % 100, local.tm_hour,
                 local.tm_min, local.tm_sec, local.tm_gmtoff < 0 ? '-' : '+', offsetMinutes / 60,
                 offsetMinutes % 60);
-  return text;
+  lastSecond_ = seconds;
+  lastText_ = text;
+  return lastText_;
 }
 
 }  // namespace platform

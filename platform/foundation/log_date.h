@@ -3,6 +3,8 @@
 // three-letter month, two-digit year, 24-hour time, offset as +hhmm.
 #pragma once
 
+#include <ctime>
+#include <mutex>
 #include <string>
 
 #include "platform/plist/value.h"
@@ -17,6 +19,14 @@ class LogDateFormatter {
 
   // The text of `date` in the formatter's time zone; seconds are truncated.
   std::string stringFromDate(Date date) const;
+
+ private:
+  // The last second formatted and its text: entries come many to a second, and
+  // the zone is fixed when the formatter is made, so the text of a second never
+  // changes.
+  mutable std::mutex lock_;
+  mutable std::time_t lastSecond_ = -1;
+  mutable std::string lastText_;
 };
 
 }  // namespace platform

@@ -79,6 +79,29 @@ TEST_F(LogFileTest, LineIsTheDateInTheCurrentTimeZoneCategoryProcessIdAndMessage
   platform::Clock::setForTesting(&clock_);
 }
 
+// Lines written many to a second share their date text, and a line of another
+// second, later or earlier, gets its own.
+TEST_F(LogFileTest, EachLineCarriesTheDateOfItsOwnSecond) {
+  setenv("TZ", "UTC0", 1);
+  init();
+  const struct {
+    double unixTime;
+    const char* date;
+  } entries[] = {
+      {1609834023.1, "5/Jan/21, 08:07:03+0000"}, {1609834023.9, "5/Jan/21, 08:07:03+0000"},
+      {1609834024.0, "5/Jan/21, 08:07:04+0000"}, {1609747623.5, "4/Jan/21, 08:07:03+0000"},
+  };
+  std::string expected;
+  for (const auto& entry : entries) {
+    const platform::FixedClock clock(platform::Date::fromUnixTime(entry.unixTime));
+    platform::Clock::setForTesting(&clock);
+    LKSLogWithLevel2(LKSLogLevelDefault, "entry");
+    expected += expectedLine("entry", entry.date);
+  }
+  platform::Clock::setForTesting(&clock_);
+  EXPECT_EQ(readLog("ctl.log"), expected);
+}
+
 // A child forked after set-up, and its own child, log under their own process
 // ids without setting the facility up again.
 TEST_F(LogFileTest, ForkedChildrenWriteTheirOwnProcessIds) {
