@@ -9,24 +9,31 @@
 # failed; the reproducers and libFuzzer's own output stay in the build tree,
 # their paths in what is printed.
 #
-#   scripts/fuzz.sh [SECONDS]
+#   scripts/fuzz.sh [SECONDS [TARGET...]]   (targets by name, e.g. xpc_frame; all by default)
 #   QHV_FUZZ_BUILD_DIR   the build directory (default build/fuzz)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-seconds=${1:-600}
-if ! [[ $seconds =~ ^[1-9][0-9]*$ ]]; then
-  echo "usage: scripts/fuzz.sh [SECONDS]   (seconds per target, default 600)" >&2
+usage() {
+  echo "usage: scripts/fuzz.sh [SECONDS [TARGET...]]   (seconds per target, default 600; targets: $*)" >&2
   exit 2
-fi
+}
+available=()
+for source in fuzz/*_fuzz.cc; do
+  available+=("$(basename "$source" _fuzz.cc)")
+done
+seconds=${1:-600}
+[[ $seconds =~ ^[1-9][0-9]*$ ]] || usage "${available[@]}"
+shift $(($# > 0 ? 1 : 0))
+targets=()
+for name in "${@:-${available[@]}}"; do
+  [[ " ${available[*]} " == *" $name "* ]] || usage "${available[@]}"
+  targets+=("${name}_fuzz")
+done
 build=${QHV_FUZZ_BUILD_DIR:-build/fuzz}
 jobs=$(nproc)
 
 bash scripts/setup.sh
-targets=()
-for source in fuzz/*_fuzz.cc; do
-  targets+=("$(basename "$source" .cc)")
-done
 CC=clang CXX=clang++ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQHV_FUZZ=ON -DQHV_TESTS=OFF >/dev/null
 cmake --build "$build" -j"$jobs" --target "${targets[@]}"
 
