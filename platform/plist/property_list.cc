@@ -49,7 +49,7 @@ Value propertyListWithData(std::span<const std::uint8_t> data, PropertyListForma
 std::optional<Bytes> dataWithPropertyList(const Value& plist, PropertyListFormat format,
                                           ErrorRef* error) {
   // OpenStep is refused by design, as the platform refuses it: a format it reads, never writes.
-  std::string problem = "property-list writing is not available yet";
+  std::string problem = "property lists are read in the OpenStep format, never written in it";
   std::optional<Bytes> bytes;
   if (format == PropertyListFormat::Binary) bytes = binary_plist::write(plist, problem);
   if (format == PropertyListFormat::XML) bytes = xml_plist::write(plist, problem);
