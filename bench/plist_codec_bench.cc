@@ -1,8 +1,9 @@
 // Property-list codecs on a settings-like document of about 1 MiB (nested
 // dictionaries and arrays of strings, integers, booleans, reals, dates and small
-// data): decoding and encoding throughput of the binary and XML formats. After
-// the table, CPython's plistlib loads and dumps the same bytes, timed once in a
-// child python3, for comparison.
+// data): decoding and encoding throughput of the binary and XML formats, beside
+// libplist's on the same bytes when it was found at build time. After the table,
+// CPython's plistlib loads and dumps the same bytes in a child python3, and each
+// figure is printed as a ratio to both.
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
 #include <unistd.h>
@@ -10,8 +11,14 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <optional>
 #include <string>
+#include <vector>
+
+#if QHV_HAVE_LIBPLIST
+#include <plist/plist.h>
+#endif
 
 #include "platform/plist/property_list.h"
 
@@ -102,18 +109,98 @@ void encode(benchmark::State& state, PropertyListFormat format) {
   state.counters["bytes"] = static_cast<double>(size);
 }
 
+// The four figures, each named as its row in the comparison after the table.
+constexpr const char* kFigures[] = {"binary decode", "binary encode", "XML decode", "XML encode"};
+
 void BM_DecodeBinary(benchmark::State& state) { decode(state, PropertyListFormat::Binary); }
 void BM_EncodeBinary(benchmark::State& state) { encode(state, PropertyListFormat::Binary); }
 void BM_DecodeXml(benchmark::State& state) { decode(state, PropertyListFormat::XML); }
 void BM_EncodeXml(benchmark::State& state) { encode(state, PropertyListFormat::XML); }
-// Wall-clock time, as plistlib is timed below.
-BENCHMARK(BM_DecodeBinary)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_EncodeBinary)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_DecodeXml)->Unit(benchmark::kMillisecond)->UseRealTime();
-BENCHMARK(BM_EncodeXml)->Unit(benchmark::kMillisecond)->UseRealTime();
+// Processor time, as plistlib is timed below, so that other work on a shared
+// machine does not move the ratios.
+BENCHMARK(BM_DecodeBinary)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_EncodeBinary)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DecodeXml)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_EncodeXml)->Unit(benchmark::kMillisecond);
+
+#if QHV_HAVE_LIBPLIST
+// libplist reads the same bytes; it encodes the document it read from them.
+void libplistDecode(benchmark::State& state, PropertyListFormat format) {
+  const Bytes& bytes = encoded(format);
+  const char* text = reinterpret_cast<const char*>(bytes.data());
+  const auto length = static_cast<std::uint32_t>(bytes.size());
+  for (auto _ : state) {
+    plist_t read = nullptr;
+    if (format == PropertyListFormat::Binary) {
+      plist_from_bin(text, length, &read);
+    } else {
+      plist_from_xml(text, length, &read);
+    }
+    if (!read) state.SkipWithError("libplist does not read the document");
+    plist_free(read);
+  }
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * bytes.size()));
+  state.counters["bytes"] = static_cast<double>(bytes.size());
+}
+
+void libplistEncode(benchmark::State& state, PropertyListFormat format) {
+  const Bytes& bytes = encoded(PropertyListFormat::Binary);
+  plist_t document = nullptr;
+  plist_from_bin(reinterpret_cast<const char*>(bytes.data()), static_cast<std::uint32_t>(bytes.size()), &document);
+  if (!document) return state.SkipWithError("libplist does not read the document");
+  std::uint32_t size = 0;
+  for (auto _ : state) {
+    char* written = nullptr;
+    if (format == PropertyListFormat::Binary) {
+      plist_to_bin(document, &written, &size);
+      plist_to_bin_free(written);
+    } else {
+      plist_to_xml(document, &written, &size);
+      plist_to_xml_free(written);
+    }
+    if (!written) state.SkipWithError("libplist does not write the document");
+  }
+  plist_free(document);
+  state.SetBytesProcessed(static_cast<std::int64_t>(state.iterations() * size));
+  state.counters["bytes"] = static_cast<double>(size);
+}
+
+void BM_DecodeBinary_libplist(benchmark::State& state) { libplistDecode(state, PropertyListFormat::Binary); }
+void BM_EncodeBinary_libplist(benchmark::State& state) { libplistEncode(state, PropertyListFormat::Binary); }
+void BM_DecodeXml_libplist(benchmark::State& state) { libplistDecode(state, PropertyListFormat::XML); }
+void BM_EncodeXml_libplist(benchmark::State& state) { libplistEncode(state, PropertyListFormat::XML); }
+BENCHMARK(BM_DecodeBinary_libplist)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_EncodeBinary_libplist)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_DecodeXml_libplist)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_EncodeXml_libplist)->Unit(benchmark::kMillisecond);
+#endif
+
+// The benchmarks of each figure, ours first, in the order of kFigures.
+constexpr const char* kOurs[] = {"BM_DecodeBinary", "BM_EncodeBinary", "BM_DecodeXml", "BM_EncodeXml"};
+constexpr const char* kLibplist[] = {"BM_DecodeBinary_libplist", "BM_EncodeBinary_libplist", "BM_DecodeXml_libplist",
+                                     "BM_EncodeXml_libplist"};
+
+constexpr double kMiB = 1024.0 * 1024.0;
+
+// Prints the table as usual and keeps each benchmark's throughput in MiB/s: the
+// median when it is repeated, the one run otherwise.
+class ThroughputReporter : public benchmark::ConsoleReporter {
+ public:
+  void ReportRuns(const std::vector<Run>& runs) override {
+    ConsoleReporter::ReportRuns(runs);
+    for (const Run& run : runs) {
+      if (run.run_type == Run::RT_Aggregate && run.aggregate_name != "median") continue;
+      const auto rate = run.counters.find("bytes_per_second");
+      if (rate != run.counters.end() && !run.error_occurred) {
+        mibPerSecond[run.run_name.function_name] = rate->second.value / kMiB;
+      }
+    }
+  }
+  std::map<std::string, double> mibPerSecond;
+};
 
 // Times plistlib.loads and plistlib.dumps of the files given, each the best of
-// several rounds, and prints one line per measurement.
+// several rounds, and prints one line per figure: its name and MiB/s.
 constexpr const char* kPlistlibScript = R"PY(
 import plistlib, sys, time
 
@@ -123,17 +210,17 @@ for name, path, fmt in (("binary", sys.argv[1], plistlib.FMT_BINARY), ("XML", sy
     def best(action):
         times = []
         for _ in range(ROUNDS):
-            start = time.perf_counter()
+            start = time.process_time()
             action()
-            times.append(time.perf_counter() - start)
+            times.append(time.process_time() - start)
         return min(times)
     document = plistlib.loads(data)
     loads = best(lambda: plistlib.loads(data))
     dumped = plistlib.dumps(document, fmt=fmt)
     dumps = best(lambda: plistlib.dumps(document, fmt=fmt))
     mib = 1024 * 1024
-    print(f"plistlib {name:6} loads {loads * 1e3:8.1f} ms {len(data) / mib / loads:8.1f} MiB/s"
-          f"   dumps {dumps * 1e3:8.1f} ms {len(dumped) / mib / dumps:8.1f} MiB/s")
+    print(f"{name} decode\t{len(data) / mib / loads:.1f}")
+    print(f"{name} encode\t{len(dumped) / mib / dumps:.1f}")
 )PY";
 
 void writeFile(const std::string& path, const Bytes& bytes) {
@@ -141,19 +228,74 @@ void writeFile(const std::string& path, const Bytes& bytes) {
                                               static_cast<std::streamsize>(bytes.size()));
 }
 
-void runPlistlib() {
+// plistlib's MiB/s by figure; empty when python3 could not be run.
+std::map<std::string, double> runPlistlib() {
+  std::map<std::string, double> figures;
   char folder[] = "/tmp/qhv-plist-bench-XXXXXX";
-  if (!mkdtemp(folder)) return;
+  if (!mkdtemp(folder)) return figures;
   const std::string base = folder;
   writeFile(base + "/settings.bplist", encoded(PropertyListFormat::Binary));
   writeFile(base + "/settings.plist", encoded(PropertyListFormat::XML));
   std::ofstream(base + "/time.py") << kPlistlibScript;
-  std::printf("\nThe same documents through CPython's plistlib (best of 7):\n");
-  std::fflush(stdout);
   const std::string command = "python3 '" + base + "/time.py' '" + base + "/settings.bplist' '" + base +
-                              "/settings.plist' 2>&1";
-  if (std::system(command.c_str()) != 0) std::printf("plistlib: python3 could not be run; not measured\n");
+                              "/settings.plist' 2>/dev/null";
+  if (FILE* output = popen(command.c_str(), "r")) {
+    char line[128];
+    while (std::fgets(line, sizeof line, output)) {
+      char format[16], operation[16];
+      double mib = 0;
+      if (std::sscanf(line, "%15s %15[^\t]\t%lf", format, operation, &mib) == 3) {
+        figures[std::string(format) + " " + operation] = mib;
+      }
+    }
+    pclose(output);
+  }
   std::filesystem::remove_all(base);
+  return figures;
+}
+
+// "   1.23x" of ours against another figure, or a dash where either is missing.
+std::string ratio(double ours, std::optional<double> other) {
+  char text[32];
+  if (ours > 0 && other && *other > 0) {
+    std::snprintf(text, sizeof text, "%8.2fx", ours / *other);
+  } else {
+    std::snprintf(text, sizeof text, "%9s", "-");
+  }
+  return text;
+}
+
+std::string throughput(std::optional<double> mib) {
+  char text[32];
+  if (mib) {
+    std::snprintf(text, sizeof text, "%9.1f", *mib);
+  } else {
+    std::snprintf(text, sizeof text, "%9s", "-");
+  }
+  return text;
+}
+
+std::optional<double> lookUp(const std::map<std::string, double>& figures, const std::string& name) {
+  const auto found = figures.find(name);
+  return found == figures.end() ? std::nullopt : std::optional<double>(found->second);
+}
+
+void printComparison(const ThroughputReporter& reporter) {
+  const std::map<std::string, double> plistlib = runPlistlib();
+  if (plistlib.empty()) std::printf("\nplistlib: python3 could not be run; its column is skipped\n");
+#if !QHV_HAVE_LIBPLIST
+  std::printf("\nlibplist: not found when this benchmark was built (install libplist-dev); its column is skipped\n");
+#endif
+  std::printf("\nMiB/s (plistlib: best of 7)  %9s %9s %9s %9s %9s\n", "qhvctl", "libplist", "plistlib", "/libplist",
+              "/plistlib");
+  for (std::size_t i = 0; i < std::size(kFigures); ++i) {
+    const std::optional<double> ours = lookUp(reporter.mibPerSecond, kOurs[i]);
+    const std::optional<double> libplist = lookUp(reporter.mibPerSecond, kLibplist[i]);
+    const std::optional<double> python = lookUp(plistlib, kFigures[i]);
+    std::printf("%-28s %s %s %s %s %s\n", kFigures[i], throughput(ours).c_str(), throughput(libplist).c_str(),
+                throughput(python).c_str(), ratio(ours.value_or(0), libplist).c_str(),
+                ratio(ours.value_or(0), python).c_str());
+  }
 }
 
 }  // namespace
@@ -163,8 +305,9 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   std::printf("Document: %zu bytes binary, %zu bytes XML\n", encoded(PropertyListFormat::Binary).size(),
               encoded(PropertyListFormat::XML).size());
-  benchmark::RunSpecifiedBenchmarks();
+  ThroughputReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
-  runPlistlib();
+  printComparison(reporter);
   return 0;
 }

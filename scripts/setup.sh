@@ -9,6 +9,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev      # tests and benchmarks
   clang libclang-rt-dev                           # libFuzzer targets
   python3                                         # the independent property-list implementation
+  libplist-dev                                    # the codec benchmark's anchor (never linked into the tool)
   groff-base dpkg-dev file                        # checking the manual page; the Debian package
   zsh fish                                        # the shells whose completions the tests drive
   dbus-daemon                                     # a private system bus for the update announcement tests
