@@ -10,8 +10,8 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
 #include "platform/plist/binary_format.h"
@@ -41,11 +41,11 @@ class Reader {
     if (!readTrailer()) return {};
     const Slot* top = object(topObject_, 0);
     if (!top) return {};
-    if (!top->value) {
+    if (top->isNull()) {
       fail({topObject_, offsetOf(topObject_)}, "the top object is null");
       return {};
     }
-    return top->value;
+    return top->value();
   }
 
  private:
@@ -59,7 +59,14 @@ class Reader {
     // What the object weighs expanded, shared items counted at every reference;
     // nothing for null and fill, which stand for no object.
     codec::Weight weight;
-    Value value;  // absent for null and fill
+    // An ASCII string is made afresh from its bytes at each reference, which
+    // costs what a copy would, so that nothing is kept of it here.
+    bool isAscii = false;
+    std::string_view ascii;
+    Value kept;  // any other object; absent for null and fill
+
+    bool isNull() const { return !isAscii && !kept; }
+    Value value() const { return isAscii ? Value::string(std::string(ascii)) : kept; }
   };
 
   bool readTrailer() {
@@ -84,6 +91,9 @@ class Reader {
       return failTrailer("reference size %u is not 1 to 8", referenceSize_);
     }
     if (objectCount_ == 0) return failTrailer("no objects");
+    if (objectCount_ > UINT32_MAX) {
+      return failTrailer("%" PRIu64 " objects are more than 2^32 - 1", objectCount_);
+    }
     if (topObject_ >= objectCount_) {
       return failTrailer("top object %" PRIu64 " is past the object count %" PRIu64, topObject_,
                          objectCount_);
@@ -98,6 +108,7 @@ class Reader {
                          objectCount_, offsetSize_, table);
     }
     objectsEnd_ = static_cast<std::size_t>(table);
+    slotNumbers_.assign(static_cast<std::size_t>(objectCount_), 0);
     return true;
   }
 
@@ -118,7 +129,12 @@ class Reader {
   // The slot of object `index`, read if needed, where `depth` containers enclose
   // it; nullptr on failure.
   const Slot* object(std::uint64_t index, std::size_t depth) {
-    Slot& slot = slots_[index];
+    std::uint32_t& number = slotNumbers_[index];
+    if (number == 0) {
+      slots_.emplace_back();
+      number = static_cast<std::uint32_t>(slots_.size());
+    }
+    Slot& slot = slots_[number - 1];
     if (slot.state == State::Read) {
       if (depth + slot.height > codec::kMaxNestingDepth) {
         fail({index, offsetOf(index)}, "nesting deeper than %zu levels", codec::kMaxNestingDepth);
@@ -134,8 +150,10 @@ class Reader {
     }
     slot.state = State::Reading;
     if (!parse({index, offset}, depth, slot)) return nullptr;
-    if (slot.value && !slot.value.asArray() && !slot.value.asDictionary()) {
-      slot.weight = codec::Weight::object(codec::ExpansionBudget::payload(slot.value));
+    if (slot.isAscii) {
+      slot.weight = codec::Weight::object(slot.ascii.size());
+    } else if (slot.kept && !slot.kept.asArray() && !slot.kept.asDictionary()) {
+      slot.weight = codec::Weight::object(codec::ExpansionBudget::payload(slot.kept));
     }
     slot.state = State::Read;
     return &slot;
@@ -148,28 +166,28 @@ class Reader {
     switch (marker & kKindMask) {
       case kNull:
         if (marker == kFalse || marker == kTrue) {
-          slot.value = Value::boolean(marker == kTrue);
+          slot.kept = Value::boolean(marker == kTrue);
           return true;
         }
         if (marker == kNull || marker == kFill) return true;
         break;
       case kInteger:
-        return readInteger(where, at, info, slot.value);
+        return readInteger(where, at, info, slot.kept);
       case kReal:
-        return readReal(where, at, info, slot.value);
+        return readReal(where, at, info, slot.kept);
       case kDate & kKindMask: {
         if (marker != kDate) break;
         const std::uint8_t* bytes = take(where, at, 8, "date");
         if (!bytes) return false;
-        slot.value = Value::date({std::bit_cast<double>(readBigEndian(bytes, 8))});
+        slot.kept = Value::date({std::bit_cast<double>(readBigEndian(bytes, 8))});
         return true;
       }
       case kData:
       case kAsciiString:
       case kUtf16String:
-        return readBytes(where, at, marker, slot.value);
+        return readBytes(where, at, marker, slot);
       case kUid:
-        return readUid(where, at, info, slot.value);
+        return readUid(where, at, info, slot.kept);
       case kArray:
       case kSet:
         return readArray(where, at, info, depth, slot);
@@ -266,7 +284,7 @@ class Reader {
     return true;
   }
 
-  bool readBytes(const Where& where, std::size_t at, std::uint8_t marker, Value& out) {
+  bool readBytes(const Where& where, std::size_t at, std::uint8_t marker, Slot& slot) {
     const std::optional<std::uint64_t> length = readCount(where, at, marker & kInfoMask);
     const std::uint8_t kind = marker & kKindMask;
     const char* what = kind == kData ? "data" : "string";
@@ -274,10 +292,9 @@ class Reader {
     const std::uint64_t count = *length;
     const std::uint8_t* bytes = data_.data() + at;
     if (kind == kData) {
-      out = Value::data(Bytes(bytes, bytes + count));
+      slot.kept = Value::data(Bytes(bytes, bytes + count));
       return true;
     }
-    std::string text;
     if (kind == kAsciiString) {
       const std::uint8_t* high =
           std::find_if(bytes, bytes + count, [](std::uint8_t b) { return b >= 0x80; });
@@ -285,19 +302,21 @@ class Reader {
         return fail(where, "byte 0x%02X at byte %zu of an ASCII string", *high,
                     at + static_cast<std::size_t>(high - bytes));
       }
-      text.assign(reinterpret_cast<const char*>(bytes), count);
-    } else {
-      text.reserve(count);
-      codec::Utf16ToUtf8 utf8(text);
-      for (std::uint64_t i = 0; i < count; ++i) {
-        if (!utf8.push(static_cast<char16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]))) {
-          return fail(where, "unpaired surrogate at byte %zu of a UTF-16 string",
-                      at + 2 * static_cast<std::size_t>(i));
-        }
-      }
-      if (!utf8.finish()) return fail(where, "UTF-16 string ends in an unpaired surrogate");
+      slot.isAscii = true;
+      slot.ascii = std::string_view(reinterpret_cast<const char*>(bytes), count);
+      return true;
     }
-    out = Value::string(std::move(text));
+    std::string text;
+    text.reserve(count);
+    codec::Utf16ToUtf8 utf8(text);
+    for (std::uint64_t i = 0; i < count; ++i) {
+      if (!utf8.push(static_cast<char16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]))) {
+        return fail(where, "unpaired surrogate at byte %zu of a UTF-16 string",
+                    at + 2 * static_cast<std::size_t>(i));
+      }
+    }
+    if (!utf8.finish()) return fail(where, "UTF-16 string ends in an unpaired surrogate");
+    slot.kept = Value::string(std::move(text));
     return true;
   }
 
@@ -341,10 +360,10 @@ class Reader {
       if (!readReference(where, at, reference)) return false;
       const Slot* item = object(reference, depth + 1);
       if (!item || !weigh(where, weight, *item)) return false;
-      if (item->value) items.push_back(item->value);
+      if (!item->isNull()) items.push_back(item->value());
       height = std::max<std::uint16_t>(height, item->height + 1);
     }
-    slot.value = Value::array(Array(std::move(items)));
+    slot.kept = Value::array(Array(std::move(items)));
     slot.height = height;
     slot.weight = weight;
     return true;
@@ -359,7 +378,8 @@ class Reader {
     }
     const std::uint64_t count = *length;
     const std::size_t valuesAt = at + static_cast<std::size_t>(count) * referenceSize_;
-    Dictionary entries;
+    std::vector<Dictionary::Entry> entries;
+    entries.reserve(count);
     std::uint16_t height = 1;
     codec::Weight weight = codec::Weight::object(0);
     for (std::uint64_t i = 0; i < count; ++i) {
@@ -380,10 +400,12 @@ class Reader {
       const Slot* value = key ? object(valueReference, depth + 1) : nullptr;
       if (!value || !weigh(where, weight, *key) || !weigh(where, weight, *value)) return false;
       // A null value leaves the key out, as the absent value it stands for.
-      if (value->value) entries.set(*key->value.asString(), value->value);
+      if (!value->isNull()) {
+        entries.emplace_back(key->isAscii ? std::string(key->ascii) : *key->kept.asString(), value->value());
+      }
       height = std::max<std::uint16_t>(height, value->height + 1);
     }
-    slot.value = Value::dictionary(std::move(entries));
+    slot.kept = Value::dictionary(Dictionary(std::move(entries)));
     slot.height = height;
     slot.weight = weight;
     return true;
@@ -428,8 +450,10 @@ class Reader {
   std::uint64_t topObject_ = 0;
   const codec::ExpansionBudget budget_;
   // Only objects that are reached get a slot, so a huge offset table behind a
-  // small document costs nothing; slots keep their address as others are added.
-  std::unordered_map<std::uint64_t, Slot> slots_;
+  // small document costs four bytes per entry; slots keep their address as
+  // others are added. An object's number is its slot's place plus one, 0 when unread.
+  std::vector<std::uint32_t> slotNumbers_;
+  std::deque<Slot> slots_;
 };
 
 }  // namespace

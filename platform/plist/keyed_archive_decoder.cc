@@ -215,13 +215,14 @@ class Decoder {
     if (keys.size() != members.size()) {
       return fail("dictionary object %zu has %zu keys and %zu objects", index, keys.size(), members.size());
     }
-    Dictionary dictionary;
+    std::vector<Dictionary::Entry> entries;
+    entries.reserve(keys.size());
     for (std::size_t i = 0; i < keys.size(); ++i) {
       const std::string* key = keys[i].asString();
       if (!key) return fail("key %zu of dictionary object %zu is %s", i, index, kindName(keys[i].kind()));
-      dictionary.set(*key, std::move(members[i]));
+      entries.emplace_back(*key, std::move(members[i]));
     }
-    out = Value::dictionary(std::move(dictionary));
+    out = Value::dictionary(Dictionary(std::move(entries)));
     return true;
   }
 

@@ -73,9 +73,9 @@ class Parser {
     if (out.asString() && peek() == '=') {
       // The strings-file form: the whole text is a dictionary's entries.
       pos_ = start;
-      Dictionary entries;
+      std::vector<Dictionary::Entry> entries;
       if (!dictionaryEntries(1, start, false, entries)) return false;
-      out = Value::dictionary(std::move(entries));
+      out = Value::dictionary(Dictionary(std::move(entries)));
       return true;
     }
     return fail("unexpected " + shown(peek()) + " after the value", pos_);
@@ -135,14 +135,15 @@ class Parser {
 
   bool dictionary(std::size_t depth, Value& out) {
     const std::size_t openedAt = pos_++;
-    Dictionary entries;
+    std::vector<Dictionary::Entry> entries;
     if (!dictionaryEntries(depth, openedAt, true, entries)) return false;
-    out = Value::dictionary(std::move(entries));
+    out = Value::dictionary(Dictionary(std::move(entries)));
     return true;
   }
 
   // key = value; entries up to '}' when `braced`, else up to the end of the text.
-  bool dictionaryEntries(std::size_t depth, std::size_t openedAt, bool braced, Dictionary& entries) {
+  bool dictionaryEntries(std::size_t depth, std::size_t openedAt, bool braced,
+                         std::vector<Dictionary::Entry>& entries) {
     for (;;) {
       if (!skip()) return false;
       if (atEnd()) return braced ? fail("unterminated dictionary", openedAt) : true;
@@ -161,7 +162,7 @@ class Parser {
       if (!skip() || !value(depth + 1, item) || !skip()) return false;
       if (atEnd() || peek() != ';') return fail("missing ';' after the value of \"" + key + "\"", pos_);
       ++pos_;
-      entries.set(std::move(key), std::move(item));
+      entries.emplace_back(std::move(key), std::move(item));
     }
   }
 

@@ -1,5 +1,6 @@
 #include "platform/plist/value.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
@@ -114,16 +115,57 @@ bool operator==(const Value& a, const Value& b) {
   return false;
 }
 
+namespace {
+
+bool keyBefore(const Dictionary::Entry& entry, std::string_view key) { return entry.first < key; }
+
+}  // namespace
+
+Dictionary::Dictionary(std::initializer_list<std::pair<const std::string, Value>> entries)
+    : Dictionary(std::vector<Entry>(entries.begin(), entries.end())) {}
+
+Dictionary::Dictionary(std::vector<Entry> entries) : entries_(std::move(entries)) {
+  const auto byKey = [](const Entry& a, const Entry& b) { return a.first < b.first; };
+  // Readers of documents written in key order find them sorted and unique already.
+  const auto notAscending = [](const Entry& a, const Entry& b) { return a.first >= b.first; };
+  if (std::adjacent_find(entries_.begin(), entries_.end(), notAscending) == entries_.end()) return;
+  std::stable_sort(entries_.begin(), entries_.end(), byKey);
+  // Of a run of equal keys the last one set stays: move it to the run's front, then drop the rest.
+  auto kept = entries_.begin();
+  for (auto run = entries_.begin(); run != entries_.end();) {
+    auto last = run;
+    while (last + 1 != entries_.end() && last[1].first == run->first) ++last;
+    if (kept != last) *kept = std::move(*last);
+    ++kept;
+    run = last + 1;
+  }
+  entries_.erase(kept, entries_.end());
+}
+
+std::vector<Dictionary::Entry>::const_iterator Dictionary::find(std::string_view key) const {
+  const auto it = std::lower_bound(entries_.begin(), entries_.end(), key, keyBefore);
+  return it != entries_.end() && it->first == key ? it : entries_.end();
+}
+
 const Value& Dictionary::get(std::string_view key) const {
   static const Value absent;
-  auto it = entries_.find(key);
+  const auto it = find(key);
   return it == entries_.end() ? absent : it->second;
 }
 
-void Dictionary::set(std::string key, Value v) { entries_.insert_or_assign(std::move(key), std::move(v)); }
+bool Dictionary::contains(std::string_view key) const { return find(key) != entries_.end(); }
+
+void Dictionary::set(std::string key, Value v) {
+  const auto it = std::lower_bound(entries_.begin(), entries_.end(), key, keyBefore);
+  if (it != entries_.end() && it->first == key) {
+    it->second = std::move(v);
+  } else {
+    entries_.emplace(it, std::move(key), std::move(v));
+  }
+}
 
 void Dictionary::erase(std::string_view key) {
-  auto it = entries_.find(key);
+  const auto it = find(key);
   if (it != entries_.end()) entries_.erase(it);
 }
 

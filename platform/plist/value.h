@@ -8,11 +8,11 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -137,18 +137,22 @@ class Array {
 };
 
 // String keys kept in ascending byte order, as the platform sorts them for output.
+// The entries sit in one sorted vector: a document's dictionaries cost one
+// allocation each, and readers hand over all entries at once to be sorted once.
 class Dictionary {
  public:
-  using Map = std::map<std::string, Value, std::less<>>;
+  using Entry = std::pair<std::string, Value>;
   Dictionary() = default;
-  Dictionary(std::initializer_list<std::pair<const std::string, Value>> entries)
-      : entries_(entries) {}
+  Dictionary(std::initializer_list<std::pair<const std::string, Value>> entries);
+  // Entries in any order; of equal keys the last one stays, as if each were set in turn.
+  explicit Dictionary(std::vector<Entry> entries);
 
   std::size_t size() const { return entries_.size(); }
   bool empty() const { return entries_.empty(); }
   // The value for key, or an absent Value; the reference lives as long as the entry.
   const Value& get(std::string_view key) const;
-  bool contains(std::string_view key) const { return entries_.find(key) != entries_.end(); }
+  bool contains(std::string_view key) const;
+  // Inserts in place, so costs time linear in the size: many entries go through the constructor.
   void set(std::string key, Value v);
   void erase(std::string_view key);
   auto begin() const { return entries_.begin(); }
@@ -156,7 +160,8 @@ class Dictionary {
   friend bool operator==(const Dictionary&, const Dictionary&) = default;
 
  private:
-  Map entries_;
+  std::vector<Entry>::const_iterator find(std::string_view key) const;
+  std::vector<Entry> entries_;
 };
 
 // The user-info key under which an error keeps its cause.
