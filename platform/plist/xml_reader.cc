@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <climits>
+#include <iterator>
 #include <cstdio>
 #include <optional>
 #include <string_view>
@@ -119,13 +120,15 @@ std::optional<Value> parseInteger(std::string_view text) {
   return Value::integer(static_cast<std::int64_t>(0 - magnitude));
 }
 
-// One open element: containers gather their children, leaves their text.
+// One open element. A container's children wait on the reader's shared stacks
+// from `firstChild` on until it closes, when they move into storage of exactly
+// their number; a leaf's text gathers in the reader's one text buffer, as
+// leaves hold no elements.
 struct Frame {
   Element element;
-  std::vector<Value> items;
-  Dictionary entries;
-  std::optional<std::string> pendingKey;
-  std::string text;
+  std::size_t firstChild = 0;
+  // A dictionary's last entry has its key and waits for its value.
+  bool keyPending = false;
 };
 
 class Reader {
@@ -212,14 +215,15 @@ class Reader {
     if (opensContainer && openContainers >= codec::kMaxNestingDepth) {
       return fail("nesting deeper than " + std::to_string(codec::kMaxNestingDepth) + " levels");
     }
-    stack_.push_back(Frame{known->element, {}, {}, {}, {}});
+    text_.clear();
+    stack_.push_back(Frame{known->element, known->element == Element::Dict ? entries_.size() : items_.size()});
   }
 
   void characters(std::string_view text) {
     if (!problem_.empty() || stack_.empty()) return;
-    Frame& top = stack_.back();
+    const Frame& top = stack_.back();
     if (!isContainer(top.element)) {
-      top.text.append(text);
+      text_.append(text);
     } else if (!std::all_of(text.begin(), text.end(), isXmlSpace)) {
       fail("text inside <" + nameOf(top.element) + ">");
     }
@@ -227,36 +231,45 @@ class Reader {
 
   void end() {
     if (!problem_.empty()) return;
-    Frame frame = std::move(stack_.back());
+    const Frame frame = stack_.back();
     stack_.pop_back();
     switch (frame.element) {
       case Element::Plist:
         if (!result_) fail("empty <plist>");
         return;
-      case Element::Dict:
-        if (frame.pendingKey) return fail("key \"" + *frame.pendingKey + "\" without a value");
-        return deliver(Value::dictionary(std::move(frame.entries)));
-      case Element::Array:
-        return deliver(Value::array(Array(std::move(frame.items))));
+      case Element::Dict: {
+        if (frame.keyPending) return fail("key \"" + entries_.back().first + "\" without a value");
+        const auto first = entries_.begin() + static_cast<std::ptrdiff_t>(frame.firstChild);
+        std::vector<Dictionary::Entry> entries(std::make_move_iterator(first), std::make_move_iterator(entries_.end()));
+        entries_.erase(first, entries_.end());
+        return deliver(Value::dictionary(Dictionary(std::move(entries))));
+      }
+      case Element::Array: {
+        const auto first = items_.begin() + static_cast<std::ptrdiff_t>(frame.firstChild);
+        std::vector<Value> items(std::make_move_iterator(first), std::make_move_iterator(items_.end()));
+        items_.erase(first, items_.end());
+        return deliver(Value::array(Array(std::move(items))));
+      }
       case Element::Key:
-        return deliverKey(std::move(frame.text));
+        return deliverKey();
+      // The text buffer is copied rather than moved so that it keeps its room for the next leaf.
       case Element::String:
-        return deliver(Value::string(std::move(frame.text)));
+        return deliver(Value::string(text_));
       case Element::Integer:
-        if (auto v = parseInteger(trimmed(frame.text))) return deliver(std::move(*v));
-        return fail("bad <integer> \"" + frame.text + "\"");
+        if (auto v = parseInteger(trimmed(text_))) return deliver(std::move(*v));
+        return fail("bad <integer> \"" + text_ + "\"");
       case Element::Real:
-        if (auto v = codec::parseReal(trimmed(frame.text))) return deliver(Value::real(*v));
-        return fail("bad <real> \"" + frame.text + "\"");
+        if (auto v = codec::parseReal(trimmed(text_))) return deliver(Value::real(*v));
+        return fail("bad <real> \"" + text_ + "\"");
       case Element::Date:
-        if (auto v = codec::parseIsoDate(trimmed(frame.text))) return deliver(Value::date(*v));
-        return fail("bad <date> \"" + frame.text + "\"");
+        if (auto v = codec::parseIsoDate(trimmed(text_))) return deliver(Value::date(*v));
+        return fail("bad <date> \"" + text_ + "\"");
       case Element::Data:
-        if (auto v = codec::decodeBase64(frame.text)) return deliver(Value::data(std::move(*v)));
+        if (auto v = codec::decodeBase64(text_)) return deliver(Value::data(std::move(*v)));
         return fail("bad base64 in <data>");
       case Element::True:
       case Element::False:
-        if (!trimmed(frame.text).empty()) return fail("text inside <" + nameOf(frame.element) + "/>");
+        if (!trimmed(text_).empty()) return fail("text inside <" + nameOf(frame.element) + "/>");
         return deliver(Value::boolean(frame.element == Element::True));
     }
   }
@@ -273,21 +286,22 @@ class Reader {
         result_ = std::move(value);
         return;
       case Element::Array:
-        parent.items.push_back(std::move(value));
+        items_.push_back(std::move(value));
         return;
       default:  // a dictionary: the only other container
-        if (!parent.pendingKey) return fail("value without a <key> in <dict>");
-        parent.entries.set(std::move(*parent.pendingKey), std::move(value));
-        parent.pendingKey.reset();
+        if (!parent.keyPending) return fail("value without a <key> in <dict>");
+        entries_.back().second = std::move(value);
+        parent.keyPending = false;
         return;
     }
   }
 
-  void deliverKey(std::string key) {
+  void deliverKey() {
     if (stack_.empty() || stack_.back().element != Element::Dict) return fail("<key> outside <dict>");
     Frame& parent = stack_.back();
-    if (parent.pendingKey) return fail("key \"" + *parent.pendingKey + "\" without a value");
-    parent.pendingKey = std::move(key);
+    if (parent.keyPending) return fail("key \"" + entries_.back().first + "\" without a value");
+    entries_.emplace_back(text_, Value());
+    parent.keyPending = true;
   }
 
   static std::string nameOf(Element element) {
@@ -299,6 +313,10 @@ class Reader {
 
   XML_Parser parser_;
   std::vector<Frame> stack_;
+  // The children of every open array, and the entries of every open dictionary, in document order.
+  std::vector<Value> items_;
+  std::vector<Dictionary::Entry> entries_;
+  std::string text_;
   Value result_;
   std::string problem_;
 };
