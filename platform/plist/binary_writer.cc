@@ -12,6 +12,7 @@
 #include <bit>
 #include <cinttypes>
 #include <cstdio>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -61,8 +62,7 @@ void appendMarkerWithCount(Out& out, std::uint8_t kind, std::uint64_t count) {
   appendUnsigned(out, count);
 }
 
-std::string encodeInteger(const Integer& integer) {
-  std::string out;
+void encodeInteger(std::string& out, const Integer& integer) {
   if (integer.isUnsigned) {
     // Above INT64_MAX: the 16-byte two's-complement form, high half zero.
     appendMarker(out, kInteger | 4);
@@ -74,44 +74,36 @@ std::string encodeInteger(const Integer& integer) {
   } else {
     appendUnsigned(out, integer.bits);
   }
-  return out;
 }
 
-std::string encodeDouble(std::uint8_t marker, double value) {
-  std::string out;
+void encodeDouble(std::string& out, std::uint8_t marker, double value) {
   appendMarker(out, marker);
   appendBigEndian(out, std::bit_cast<std::uint64_t>(value), 8);
-  return out;
 }
 
-std::string encodeData(const Bytes& bytes) {
-  std::string out;
+void encodeData(std::string& out, const Bytes& bytes) {
   appendMarkerWithCount(out, kData, bytes.size());
   out.append(bytes.begin(), bytes.end());
-  return out;
 }
 
-// ASCII as it is, anything else as big-endian UTF-16; nullopt for invalid UTF-8.
-std::optional<std::string> encodeString(const std::string& text) {
-  std::string out;
+// ASCII as it is, anything else as big-endian UTF-16; false for invalid UTF-8.
+bool encodeString(std::string& out, const std::string& text) {
   if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
     appendMarkerWithCount(out, kAsciiString, text.size());
     out.append(text);
-    return out;
+    return true;
   }
   const std::optional<std::u16string> units = codec::utf16FromUtf8(text);
-  if (!units) return std::nullopt;
+  if (!units) return false;
   appendMarkerWithCount(out, kUtf16String, units->size());
   for (char16_t unit : *units) appendBigEndian(out, unit, 2);
-  return out;
+  return true;
 }
 
-std::string encodeUid(Uid uid) {
-  std::string out;
+void encodeUid(std::string& out, Uid uid) {
   const std::size_t size = bytesFor(uid.index);
   appendMarker(out, static_cast<std::uint8_t>(kUid | (size - 1)));
   appendBigEndian(out, uid.index, size);
-  return out;
 }
 
 class Writer {
@@ -136,11 +128,14 @@ class Writer {
   }
 
  private:
-  // One object to write: a scalar's whole encoding, or a container's references.
+  // One object to write: a scalar's whole encoding, from `begin` in encodings_,
+  // or a container's references, from `begin` in references_ (a dictionary's
+  // keys, then its values). Every object's bytes sit in one of the two, so a
+  // document costs a handful of allocations however many objects it has.
   struct Object {
-    const std::string* scalar = nullptr;  // a key of scalars_, stable while it lives
-    std::uint8_t containerKind = 0;       // kArray or kDictionary
-    std::vector<std::uint64_t> references;  // a dictionary's keys, then its values
+    std::uint8_t containerKind = 0;  // kArray or kDictionary; 0 for a scalar
+    std::size_t begin = 0;
+    std::size_t count = 0;  // bytes of a scalar, references of a container
   };
 
   // Where an object went, how many container levels it spans downwards, and
@@ -153,17 +148,23 @@ class Writer {
 
   // Adds `value`, enclosed by `depth` containers, unless it is already there.
   bool add(const Value& value, std::size_t depth, Placed& placed) {
+    const std::size_t begin = encodings_.size();
     switch (value.kind()) {
       case Value::Kind::Boolean:
-        return addScalar(std::string(1, static_cast<char>(*value.asBoolean() ? kTrue : kFalse)), 0, placed);
+        appendMarker(encodings_, *value.asBoolean() ? kTrue : kFalse);
+        return addScalar(begin, 0, placed);
       case Value::Kind::Integer:
-        return addScalar(encodeInteger(*value.asInteger()), 0, placed);
+        encodeInteger(encodings_, *value.asInteger());
+        return addScalar(begin, 0, placed);
       case Value::Kind::Real:
-        return addScalar(encodeDouble(kReal | 3, *value.asReal()), 0, placed);
+        encodeDouble(encodings_, kReal | 3, *value.asReal());
+        return addScalar(begin, 0, placed);
       case Value::Kind::Date:
-        return addScalar(encodeDouble(kDate, value.asDate()->sinceReferenceDate), 0, placed);
+        encodeDouble(encodings_, kDate, value.asDate()->sinceReferenceDate);
+        return addScalar(begin, 0, placed);
       case Value::Kind::Data:
-        return addScalar(encodeData(*value.asData()), value.asData()->size(), placed);
+        encodeData(encodings_, *value.asData());
+        return addScalar(begin, value.asData()->size(), placed);
       case Value::Kind::String:
         return addString(*value.asString(), placed);
       case Value::Kind::Array:
@@ -171,8 +172,9 @@ class Writer {
       case Value::Kind::Dictionary:
         return addDictionary(*value.asDictionary(), depth, placed);
       case Value::Kind::Uid:
-        if (allowUids_) return addScalar(encodeUid(*value.asUid()), 0, placed);
-        return refuse("a UID, which is not a property-list object");
+        if (!allowUids_) return refuse("a UID, which is not a property-list object");
+        encodeUid(encodings_, *value.asUid());
+        return addScalar(begin, 0, placed);
       case Value::Kind::Error: {
         const Error& error = **value.asError();
         char code[32];
@@ -186,18 +188,50 @@ class Writer {
     return refuse("an absent value");
   }
 
-  // A scalar carrying `payload` bytes of text or data.
-  bool addScalar(std::string encoding, std::uint64_t payload, Placed& placed) {
-    const auto [entry, added] = scalars_.try_emplace(std::move(encoding), objects_.size());
-    if (added) objects_.push_back({&entry->first, 0, {}});
-    placed = {entry->second, 0, codec::Weight::object(payload)};
+  std::string_view encodingOf(const Object& scalar) const {
+    return std::string_view(encodings_).substr(scalar.begin, scalar.count);
+  }
+
+  // The scalar whose encoding was just appended to encodings_ from `begin` on,
+  // carrying `payload` bytes of text or data: an equal one met before, whose
+  // bytes are kept instead, or a new object.
+  bool addScalar(std::size_t begin, std::uint64_t payload, Placed& placed) {
+    const std::string_view encoding = std::string_view(encodings_).substr(begin);
+    if (2 * (scalarCount_ + 1) > scalarSlots_.size()) growScalarSlots();
+    const std::size_t mask = scalarSlots_.size() - 1;
+    std::size_t at = std::hash<std::string_view>{}(encoding) & mask;
+    while (scalarSlots_[at] != 0 && encodingOf(objects_[scalarSlots_[at] - 1]) != encoding) at = (at + 1) & mask;
+    if (scalarSlots_[at] == 0) {
+      scalarSlots_[at] = objects_.size() + 1;
+      objects_.push_back({0, begin, encoding.size()});
+      ++scalarCount_;
+    } else {
+      encodings_.resize(begin);
+    }
+    placed = {scalarSlots_[at] - 1, 0, codec::Weight::object(payload)};
     return true;
   }
 
+  // Doubles the scalar table, which stays at most half full so that probes stay short.
+  void growScalarSlots() {
+    std::vector<std::uint64_t> slots(std::max<std::size_t>(1024, 2 * scalarSlots_.size()), 0);
+    const std::size_t mask = slots.size() - 1;
+    for (std::uint64_t number : scalarSlots_) {
+      if (number == 0) continue;
+      std::size_t at = std::hash<std::string_view>{}(encodingOf(objects_[number - 1])) & mask;
+      while (slots[at] != 0) at = (at + 1) & mask;
+      slots[at] = number;
+    }
+    scalarSlots_ = std::move(slots);
+  }
+
   bool addString(const std::string& text, Placed& placed) {
-    std::optional<std::string> encoding = encodeString(text);
-    if (!encoding) return refuse("a string that is not valid UTF-8");
-    return addScalar(std::move(*encoding), text.size(), placed);
+    const std::size_t begin = encodings_.size();
+    if (!encodeString(encodings_, text)) {
+      encodings_.resize(begin);
+      return refuse("a string that is not valid UTF-8");
+    }
+    return addScalar(begin, text.size(), placed);
   }
 
   const Placed* findContainer(const void* storage) const {
@@ -215,81 +249,88 @@ class Writer {
   bool enter(std::uint8_t kind, std::size_t depth, Placed& placed) {
     if (depth + 1 > codec::kMaxNestingDepth) return tooDeep();
     placed = {objects_.size(), 1, codec::Weight::object(0)};
-    objects_.push_back({nullptr, kind, {}});
+    objects_.push_back({kind, 0, 0});
     return true;
   }
 
   bool addArray(const Array& array, std::size_t depth, Placed& placed) {
     if (const Placed* seen = findContainer(&array)) return reuse(*seen, depth, placed);
     if (!enter(kArray, depth, placed)) return false;
-    std::vector<std::uint64_t> references;
-    references.reserve(array.size());
+    const std::size_t first = pending_.size();
     for (std::size_t i = 0; i < array.size(); ++i) {
-      if (!addItem(array[i], depth, placed, references)) {
+      if (!addItem(array[i], depth, placed)) {
         route_.prependIndex(i);
         return false;
       }
     }
-    return finishContainer(&array, placed, std::move(references));
+    return finishContainer(&array, placed, first);
   }
 
   bool addDictionary(const Dictionary& dictionary, std::size_t depth, Placed& placed) {
     if (const Placed* seen = findContainer(&dictionary)) return reuse(*seen, depth, placed);
     if (!enter(kDictionary, depth, placed)) return false;
-    std::vector<std::uint64_t> references;
-    references.reserve(2 * dictionary.size());
+    const std::size_t first = pending_.size();
     for (const auto& [key, item] : dictionary) {
       Placed keyPlaced;
       if (!addString(key, keyPlaced)) {
         route_.prependKey(key);
         return false;
       }
-      references.push_back(keyPlaced.index);
+      pending_.push_back(keyPlaced.index);
       placed.weight.hold(keyPlaced.weight, 1);
     }
     for (const auto& [key, item] : dictionary) {
-      if (!addItem(item, depth, placed, references)) {
+      if (!addItem(item, depth, placed)) {
         route_.prependKey(key);
         return false;
       }
     }
-    return finishContainer(&dictionary, placed, std::move(references));
+    return finishContainer(&dictionary, placed, first);
   }
 
   // Adds one item of the container `parent`, grows the parent's height to cover
   // it and adds its weight, a level down, to the parent's.
-  bool addItem(const Value& item, std::size_t depth, Placed& parent,
-               std::vector<std::uint64_t>& references) {
+  bool addItem(const Value& item, std::size_t depth, Placed& parent) {
     Placed placed;
     if (!add(item, depth + 1, placed)) return false;
-    references.push_back(placed.index);
+    pending_.push_back(placed.index);
     parent.height = std::max<std::uint16_t>(parent.height, placed.height + 1);
     parent.weight.hold(placed.weight, 1);
     return true;
   }
 
-  bool finishContainer(const void* storage, const Placed& placed,
-                       std::vector<std::uint64_t> references) {
-    objects_[placed.index].references = std::move(references);
+  // The container's references, pending from `first` on, move to their final place.
+  bool finishContainer(const void* storage, const Placed& placed, std::size_t first) {
+    Object& object = objects_[placed.index];
+    object.begin = references_.size();
+    object.count = pending_.size() - first;
+    references_.insert(references_.end(), pending_.begin() + static_cast<std::ptrdiff_t>(first), pending_.end());
+    pending_.resize(first);
     containers_.emplace(storage, placed);
     return true;
   }
 
   Bytes emit() const {
     const std::size_t referenceSize = bytesFor(objects_.size() - 1);
-    Bytes out(kMagic.begin(), kMagic.end());
+    Bytes out;
+    // Markers and long counts of containers take at most 10 bytes each.
+    out.reserve(kMagic.size() + encodings_.size() + references_.size() * referenceSize + 10 * containers_.size() +
+                8 * objects_.size() + kTrailerSize);
+    out.assign(kMagic.begin(), kMagic.end());
     std::vector<std::uint64_t> offsets;
     offsets.reserve(objects_.size());
     for (const Object& object : objects_) {
       offsets.push_back(out.size());
-      if (object.scalar) {
-        out.insert(out.end(), object.scalar->begin(), object.scalar->end());
+      if (object.containerKind == 0) {
+        const std::string_view encoding = encodingOf(object);
+        out.insert(out.end(), encoding.begin(), encoding.end());
         continue;
       }
-      const std::size_t count = object.containerKind == kDictionary ? object.references.size() / 2
-                                                                      : object.references.size();
+      const std::size_t count = object.containerKind == kDictionary ? object.count / 2 : object.count;
       appendMarkerWithCount(out, object.containerKind, count);
-      for (std::uint64_t reference : object.references) appendBigEndian(out, reference, referenceSize);
+      for (std::size_t i = object.begin; i < object.begin + object.count; ++i) {
+        appendBigEndian(out, references_[i], referenceSize);
+      }
     }
     const std::uint64_t table = out.size();
     const std::size_t offsetSize = bytesFor(offsets.back());
@@ -316,8 +357,12 @@ class Writer {
   std::string what_;  // what could not be written
   codec::ValueRoute route_;  // and where
   std::vector<Object> objects_;
-  // Every scalar by its encoding; node-based, so Object::scalar stays valid.
-  std::unordered_map<std::string, std::uint64_t> scalars_;
+  std::string encodings_;  // every distinct scalar's encoding, once
+  std::vector<std::uint64_t> references_;  // every container's references, each container's together
+  std::vector<std::uint64_t> pending_;  // the references of the containers being added, innermost last
+  // Open addressing over the scalars by encoding: an object's index plus one, 0 when free.
+  std::vector<std::uint64_t> scalarSlots_;
+  std::size_t scalarCount_ = 0;
   std::unordered_map<const void*, Placed> containers_;
 };
 
