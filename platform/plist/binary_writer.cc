@@ -198,29 +198,34 @@ class Writer {
   bool addScalar(std::size_t begin, std::uint64_t payload, Placed& placed) {
     const std::string_view encoding = std::string_view(encodings_).substr(begin);
     if (2 * (scalarCount_ + 1) > scalarSlots_.size()) growScalarSlots();
+    const std::size_t hash = std::hash<std::string_view>{}(encoding);
     const std::size_t mask = scalarSlots_.size() - 1;
-    std::size_t at = std::hash<std::string_view>{}(encoding) & mask;
-    while (scalarSlots_[at] != 0 && encodingOf(objects_[scalarSlots_[at] - 1]) != encoding) at = (at + 1) & mask;
-    if (scalarSlots_[at] == 0) {
-      scalarSlots_[at] = objects_.size() + 1;
+    std::size_t at = hash & mask;
+    // The hash kept in each slot spares a look at the bytes of every other scalar on the way.
+    while (scalarSlots_[at].number != 0 &&
+           (scalarSlots_[at].hash != hash || encodingOf(objects_[scalarSlots_[at].number - 1]) != encoding)) {
+      at = (at + 1) & mask;
+    }
+    if (scalarSlots_[at].number == 0) {
+      scalarSlots_[at] = {objects_.size() + 1, hash};
       objects_.push_back({0, begin, encoding.size()});
       ++scalarCount_;
     } else {
       encodings_.resize(begin);
     }
-    placed = {scalarSlots_[at] - 1, 0, codec::Weight::object(payload)};
+    placed = {scalarSlots_[at].number - 1, 0, codec::Weight::object(payload)};
     return true;
   }
 
   // Doubles the scalar table, which stays at most half full so that probes stay short.
   void growScalarSlots() {
-    std::vector<std::uint64_t> slots(std::max<std::size_t>(1024, 2 * scalarSlots_.size()), 0);
+    std::vector<ScalarSlot> slots(std::max<std::size_t>(1024, 2 * scalarSlots_.size()));
     const std::size_t mask = slots.size() - 1;
-    for (std::uint64_t number : scalarSlots_) {
-      if (number == 0) continue;
-      std::size_t at = std::hash<std::string_view>{}(encodingOf(objects_[number - 1])) & mask;
-      while (slots[at] != 0) at = (at + 1) & mask;
-      slots[at] = number;
+    for (const ScalarSlot& slot : scalarSlots_) {
+      if (slot.number == 0) continue;
+      std::size_t at = slot.hash & mask;
+      while (slots[at].number != 0) at = (at + 1) & mask;
+      slots[at] = slot;
     }
     scalarSlots_ = std::move(slots);
   }
@@ -360,8 +365,12 @@ class Writer {
   std::string encodings_;  // every distinct scalar's encoding, once
   std::vector<std::uint64_t> references_;  // every container's references, each container's together
   std::vector<std::uint64_t> pending_;  // the references of the containers being added, innermost last
-  // Open addressing over the scalars by encoding: an object's index plus one, 0 when free.
-  std::vector<std::uint64_t> scalarSlots_;
+  // Open addressing over the scalars by encoding.
+  struct ScalarSlot {
+    std::uint64_t number = 0;  // the object's index plus one; 0 when free
+    std::size_t hash = 0;      // of its encoding
+  };
+  std::vector<ScalarSlot> scalarSlots_;
   std::size_t scalarCount_ = 0;
   std::unordered_map<const void*, Placed> containers_;
 };
