@@ -65,6 +65,10 @@ TEST(BinaryPlistReader, HostileInputs) {
   // Valid, though close: 512 levels, null and fill references (left out of their container).
   EXPECT_TRUE(read(chain(512, 511, 0)));
   EXPECT_EQ(read(plist({b({0xA3, 1, 2, 3}), b({0x00}), b({0x10, 1}), b({0x0F})})), Value::array({Value::integer(1)}));
+  // Keys in any order, one repeated (the last value stays), one in UTF-16.
+  EXPECT_EQ(read(plist({b({0xD4, 1, 2, 1, 6, 3, 4, 5, 3}), b({0x51, 'b'}), b({0x51, 'a'}), b({0x10, 1}), b({0x10, 2}),
+                        b({0x10, 3}), b({0x61, 0x00, 0xE9})})),
+            Value::dictionary({{"a", Value::integer(2)}, {"b", Value::integer(3)}, {"\u00e9", Value::integer(1)}}));
   const std::string one = plist({b({0x09})}), huge = bigEndian(UINT64_MAX, 8);
   // `one` with bytes replaced at `fromEnd`: its offset table at -33, the offset and reference
   // sizes at -26 and -25, and the last bytes of the object count, top and table offset at -17, -9, -1.
@@ -104,6 +108,7 @@ TEST(BinaryPlistReader, HostileInputs) {
       {"10,000 nested arrays", chain(10000, 9999, 0)},
       // [1, 301]: 1-300 nest 300 deep and are read first; 301-600 nest 300 more, then hold 1.
       {"601 levels through a shared object", chain(601, 300, 1, b({0xA2, 0, 1, 1, 45}))},
+      {"2^32 objects", patched(-26, b({8, 1}) + bigEndian(std::uint64_t{1} << 32, 8)), "more than 2^32 - 1"},
       {"2^60 paths through 60 arrays that each hold the next twice", fileOf(testing_support::doubledArraysDocument(60)),
        "through shared references the document describes more than"},
   };

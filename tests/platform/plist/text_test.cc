@@ -33,6 +33,17 @@ std::string arrays(int levels, bool closed = true) {
   return closed ? text + "</plist>" : text;
 }
 
+// Keys come in any order; of a repeated one the last value stays, in every
+// container level, as the entries of each dictionary are sorted when it closes.
+TEST(XmlPlistReader, KeysInAnyOrder) {
+  EXPECT_EQ(parse("<plist><dict><key>b</key><integer>1</integer><key>a</key><dict><key>y</key><true/><key>x</key>"
+                  "<string>x</string><key>y</key><false/></dict><key>b</key><array><integer>3</integer></array>"
+                  "<key>c</key><dict/></dict></plist>"),
+            Value::dictionary({{"a", Value::dictionary({{"x", Value::string("x")}, {"y", Value::boolean(false)}})},
+                               {"b", Value::array({Value::integer(3)})},
+                               {"c", Value::dictionary({})}}));
+}
+
 // Each document must be refused with a read error, never crash, hang or expand.
 TEST(XmlPlistReader, HostileInputs) {
   EXPECT_TRUE(parse(arrays(512)));
