@@ -19,6 +19,7 @@ TEST(Description, ContainersInThePlatformLayout) {
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<std::uint8_t>(i);
   const Value v = Value::dictionary({
       {"Offset", Value::integer(-1)},
+      {"Owner", Value::dictionary({{"a", Value::dictionary({{"b", s("x y")}})}})},
       {"Ratio", Value::real(0.5)},
       {"LastRun", Value::date(Date::fromUnixTime(1609837623))},
       // Up to 24 bytes in full; beyond, the first 16 and the last 8 in groups of four.
@@ -33,6 +34,11 @@ TEST(Description, ContainersInThePlatformLayout) {
     );
     LastRun = "2021-01-05 09:07:03 +0000";
     Offset = "-1";
+    Owner =     {
+        a =         {
+            b = "x y";
+        };
+    };
     Ratio = "0.5";
     "com.larkspan.key" =     (
         plain_Word_09,

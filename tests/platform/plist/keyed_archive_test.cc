@@ -16,27 +16,6 @@ namespace {
 Value s(const char* text) { return Value::string(text); }
 Value uid(std::uint64_t index) { return Value::uid(index); }
 
-TEST(KeyedArchive, RefusesWhatCannotBeArchived) {
-  ErrorRef failure;
-  EXPECT_FALSE(archivedDataWithRootError(Error::make("d", 1, {{"k", Value::array({Value::uid(3)})}}), &failure));
-  ASSERT_TRUE(failure);
-  EXPECT_EQ(failure->code, 4866);
-  EXPECT_NE(failure->localizedDescription().find("root[\"k\"][0]: a UID"), std::string::npos);
-  // Under the root error and its user info, 511 arrays reach the cap of 512.
-  Value deep = s("bottom");
-  for (int i = 0; i < 511; ++i) deep = Value::array({deep});
-  EXPECT_TRUE(archivedDataWithRootError(Error::make("d", 1, {{"deep", deep}}), nullptr));
-  EXPECT_FALSE(archivedDataWithRootError(Error::make("d", 1, {{"deep", Value::array({deep})}}), nullptr));
-  // 2^64 + 1 objects through shared arrays, never wrapping round to a light value.
-  const Value heavy = Value::array({testing_support::doubledArrays(63), Value::integer(2)});
-  EXPECT_FALSE(archivedDataWithRootError(Error::make("d", 1, {{"heavy", heavy}}), &failure));
-  ASSERT_TRUE(failure);
-  EXPECT_EQ(failure->code, 4866);
-  EXPECT_TRUE(failure->localizedDescription().starts_with(
-      "keyed archive: cannot archive the error: through shared references it describes more than "))
-      << failure->localizedDescription();
-}
-
 Value classEntry(const char* name) {
   return Value::dictionary({{"$classname", s(name)}, {"$classes", Value::array({s(name), s("NSObject")})}});
 }
