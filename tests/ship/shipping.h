@@ -30,6 +30,15 @@ inline std::string describe(const testing_support::RunResult& run) {
   return "exit status " + std::to_string(run.exitStatus) + "\nstdout: " + run.out + "\nstderr: " + run.err;
 }
 
+// The files below `root`, by their paths from it.
+inline std::set<std::string> filesUnder(const std::string& root) {
+  std::set<std::string> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
+    if (!entry.is_directory()) files.insert(std::filesystem::relative(entry.path(), root));
+  }
+  return files;
+}
+
 // Checks the files under `root`: exactly the tool, its manual page compressed
 // as Debian keeps manual pages and its completions for bash, zsh and fish,
 // under `prefix`, the page and the completions those of the source tree, the
@@ -45,11 +54,7 @@ inline void expectInstallation(const std::string& root, const std::string& prefi
     EXPECT_EQ(testing_support::readFile(root + "/" + prefix + installed), testing_support::readFile(sourceFile(source)))
         << installed;
   }
-  std::set<std::string> files;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
-    if (!entry.is_directory()) files.insert(std::filesystem::relative(entry.path(), root));
-  }
-  EXPECT_EQ(files, expected);
+  EXPECT_EQ(filesUnder(root), expected);
   EXPECT_EQ(std::filesystem::status(root + "/" + prefix + "bin/qhvctl").permissions(), std::filesystem::perms(0755));
   EXPECT_EQ(testing_support::readFile(root + "/" + prefix + "bin/qhvctl")->find(".debug_info"), std::string::npos)
       << "the installed tool carries its debug information";
