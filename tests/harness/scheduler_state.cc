@@ -12,14 +12,6 @@ namespace {
 using platform::Value;
 namespace files = dev_scheduler;
 
-// The faults-file form of `error`.
-platform::Dictionary errorEntry(const platform::Error& error) {
-  return {{files::kFaultKindKey, Value::string(files::kFaultReplyError)},
-          {files::kFaultDomainKey, Value::string(error.domain)},
-          {files::kFaultCodeKey, Value::integer(error.code)},
-          {files::kFaultUserInfoKey, Value::dictionary(error.userInfo)}};
-}
-
 RecordedRequest recordedRequest(const platform::Dictionary& record) {
   RecordedRequest request;
   if (const platform::Integer* message = record.get(files::kRecordMessageKey).asInteger()) {
@@ -44,7 +36,12 @@ SchedulerFault replyPayloadFault(platform::Value payload) {
           {files::kFaultPayloadKey, std::move(payload)}};
 }
 
-SchedulerFault replyErrorFault(const platform::ErrorRef& error) { return errorEntry(*error); }
+SchedulerFault replyErrorFault(const platform::ErrorRef& error) {
+  return {{files::kFaultKindKey, Value::string(files::kFaultReplyError)},
+          {files::kFaultDomainKey, Value::string(error->domain)},
+          {files::kFaultCodeKey, Value::integer(error->code)},
+          {files::kFaultUserInfoKey, Value::dictionary(error->userInfo)}};
+}
 
 platform::Value SchedulerState::read(const char* file) const {
   bool missing = false;
