@@ -35,7 +35,7 @@ struct HandlerResult {
 using RequestHandler = HandlerResult (*)(const RequestContext& context, const platform::Value& payload);
 
 // Answers `message` with `payload` (absent when the request carried none).
-// A number outside the catalogue is refused with LKSMessagerErrorDomain code 3.
+// A number outside the catalogue is refused with LKSMessagerErrorDeserializeMessage.
 HandlerResult handleRequest(QHVHelperMessage message, const RequestContext& context, const platform::Value& payload);
 
 // Reads `settingsKey`: the reply {`replyKey`: its value}, without the entry

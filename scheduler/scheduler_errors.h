@@ -11,26 +11,26 @@
 
 namespace dev_scheduler {
 
-// QHVErrorDomain code 0: refused while a backup runs.
+// QHVErrorBackupRunning: refused while a backup runs.
 platform::ErrorRef backupRunningError();
 
-// QHVErrorDomain code 3: `key` has no value.
+// QHVErrorMissingValue: `key` has no value.
 platform::ErrorRef missingValueError(const std::string& key);
 
-// QHVErrorDomain code 4: the value of `key` is not what `expected` names.
+// QHVErrorWrongType: the value of `key` is not what `expected` names.
 platform::ErrorRef wrongTypeError(const std::string& key, const std::string& expected);
 
-// QHVErrorDomain code 5: `key` is not known.
+// QHVErrorUnknownKey: `key` is not known.
 platform::ErrorRef unknownKeyError(const std::string& key);
 
-// LKSUpdaterErrorDomain code 0: the installed version is the latest one.
+// LKSUpdaterErrorAlreadyUpToDate: the installed version is the latest one.
 platform::ErrorRef alreadyUpToDateError();
 
 // LKSMessagerErrorDomain `code` about `message`: "message" set when the
 // request named one.
 platform::ErrorRef messagerError(std::int64_t code, std::optional<std::int64_t> message);
 
-// LKSMessagerErrorDomain code 4: `reply`, the answer to `message`, cannot be
+// LKSMessagerErrorSerializeReply: `reply`, the answer to `message`, cannot be
 // serialized; "reply" holds its description.
 platform::ErrorRef serializeReplyError(std::int64_t message, const platform::Value& reply);
 

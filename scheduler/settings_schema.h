@@ -39,10 +39,11 @@ std::span<const SettingsKey> settingsKeys();
 platform::Dictionary defaultSettings();
 
 // Null when `settings` is a complete settings dictionary. Otherwise the first
-// fault: code 4 with "key" "root" when it is not a dictionary; code 5 for an
-// unknown key (in key order); then, in the order of settingsKeys(), code 4 for
-// a value that does not fit or code 3 for a required key that is missing. An
-// absent value counts as an empty dictionary.
+// fault: QHVErrorWrongType with "key" "root" when it is not a dictionary;
+// QHVErrorUnknownKey for an unknown key (in key order); then, in the order of
+// settingsKeys(), QHVErrorWrongType for a value that does not fit or
+// QHVErrorMissingValue for a required key that is missing. An absent value
+// counts as an empty dictionary.
 platform::ErrorRef checkSettings(const platform::Value& settings);
 
 // Null when `payload` is a dictionary holding `key` alone, with a value that

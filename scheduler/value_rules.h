@@ -47,9 +47,10 @@ inline constexpr const char* kCalendarHourKey = "Hour";
 inline constexpr const char* kCalendarMinuteKey = "Minute";
 
 // The error that key `key` with `value` is not presented as required: an absent
-// value and an interval without a unit give code 3, a value of another type
-// or out of range code 4 (with what was expected), a key inside an interval or
-// a calendar entry that is not known code 5. Null when the value fits `rule`.
+// value and an interval without a unit give QHVErrorMissingValue, a value of
+// another type or out of range QHVErrorWrongType (with what was expected), a
+// key inside an interval or a calendar entry that is not known
+// QHVErrorUnknownKey. Null when the value fits `rule`.
 platform::ErrorRef checkValue(const std::string& key, const platform::Value& value, const ValueRule& rule);
 
 }  // namespace dev_scheduler
