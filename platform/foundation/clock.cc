@@ -17,12 +17,12 @@ class SystemClock : public Clock {
 };
 
 constinit const SystemClock kSystem;
-constinit MachineSeam<Clock> seam(kSystem);
+constinit MachineSeam<const Clock> seam(kSystem);
 
 }  // namespace
 
 const Clock& Clock::current() { return seam.get(); }
 
-void Clock::setForTesting(const Clock* clock) { seam.install(clock); }
+const Clock* Clock::setForTesting(const Clock* clock) { return seam.install(clock); }
 
 }  // namespace platform

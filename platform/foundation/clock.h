@@ -14,10 +14,8 @@ class Clock {
 
   // The process-wide instance: the system clock, or the one installed by setForTesting.
   static const Clock& current();
-
-  // Makes current() return `clock` (owned by the caller) until the next call;
-  // nullptr restores the system clock.
-  static void setForTesting(const Clock* clock);
+  // Makes current() return `clock` (owned by the caller), nullptr the system clock; returns the one it replaces.
+  static const Clock* setForTesting(const Clock* clock);
 };
 
 // A clock that always reports the same date, for tests.

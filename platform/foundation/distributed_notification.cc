@@ -17,14 +17,15 @@ class MachineNotificationCenter : public DistributedNotificationCenter {
 };
 
 constinit const MachineNotificationCenter kMachine;
-constinit MachineSeam<DistributedNotificationCenter> seam(kMachine);
+constinit MachineSeam<const DistributedNotificationCenter> seam(kMachine);
 
 }  // namespace
 
 const DistributedNotificationCenter& DistributedNotificationCenter::defaultCenter() { return seam.get(); }
 
-void DistributedNotificationCenter::setForTesting(const DistributedNotificationCenter* center) {
-  seam.install(center);
+const DistributedNotificationCenter* DistributedNotificationCenter::setForTesting(
+    const DistributedNotificationCenter* center) {
+  return seam.install(center);
 }
 
 }  // namespace platform

@@ -30,9 +30,8 @@ class DistributedNotificationCenter {
 
   // The process-wide center: the machine's, or the one installed by setForTesting.
   static const DistributedNotificationCenter& defaultCenter();
-  // Makes defaultCenter() return `center` (owned by the caller) until the next
-  // call; nullptr restores the machine's.
-  static void setForTesting(const DistributedNotificationCenter* center);
+  // Makes defaultCenter() return `center` (owned by the caller), nullptr the machine's; returns the one it replaces.
+  static const DistributedNotificationCenter* setForTesting(const DistributedNotificationCenter* center);
 };
 
 }  // namespace platform

@@ -69,8 +69,8 @@ const MachinePowerManagement& machine() {
   return power;
 }
 
-MachineSeam<PowerManagement>& seam() {
-  static MachineSeam<PowerManagement> instance(machine());
+MachineSeam<const PowerManagement>& seam() {
+  static MachineSeam<const PowerManagement> instance(machine());
   return instance;
 }
 
@@ -78,7 +78,9 @@ MachineSeam<PowerManagement>& seam() {
 
 const PowerManagement& PowerManagement::current() { return seam().get(); }
 
-void PowerManagement::setForTesting(const PowerManagement* power) { seam().install(power); }
+const PowerManagement* PowerManagement::setForTesting(const PowerManagement* power) {
+  return seam().install(power);
+}
 
 IOReturn IOPMAssertionCreateWithDescription(const char* type, const char* name, const char* details,
                                             const char* reason, const char* localizationBundlePath, double timeout,

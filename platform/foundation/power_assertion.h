@@ -36,9 +36,8 @@ class PowerManagement {
 
   // The process-wide instance: the machine's, or the one installed by setForTesting.
   static const PowerManagement& current();
-  // Makes current() return `power` (owned by the caller) until the next call;
-  // nullptr restores the machine's.
-  static void setForTesting(const PowerManagement* power);
+  // Makes current() return `power` (owned by the caller), nullptr the machine's; returns the one it replaces.
+  static const PowerManagement* setForTesting(const PowerManagement* power);
 };
 
 // Creates an assertion of `type` named `name` and stores its id in `assertion`.

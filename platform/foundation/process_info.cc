@@ -19,7 +19,7 @@ class MachineProcessInfo : public ProcessInfo {
 };
 
 constinit const MachineProcessInfo kMachine;
-constinit MachineSeam<ProcessInfo> seam(kMachine);
+constinit MachineSeam<const ProcessInfo> seam(kMachine);
 
 }  // namespace
 
@@ -31,6 +31,6 @@ bool operatingSystemVersionAtLeast(const OperatingSystemVersion& running,
 
 const ProcessInfo& ProcessInfo::processInfo() { return seam.get(); }
 
-void ProcessInfo::setForTesting(const ProcessInfo* info) { seam.install(info); }
+const ProcessInfo* ProcessInfo::setForTesting(const ProcessInfo* info) { return seam.install(info); }
 
 }  // namespace platform

@@ -28,10 +28,8 @@ class ProcessInfo {
 
   // The process-wide instance: the machine's, or the one installed by setForTesting.
   static const ProcessInfo& processInfo();
-
-  // Makes processInfo() return `info` (owned by the caller) until the next call;
-  // nullptr restores the machine's.
-  static void setForTesting(const ProcessInfo* info);
+  // Makes processInfo() return `info` (owned by the caller), nullptr the machine's; returns the one it replaces.
+  static const ProcessInfo* setForTesting(const ProcessInfo* info);
 };
 
 // A process information with a fixed answer, for tests.

@@ -14,12 +14,12 @@ class MachineUserIds : public UserIds {
 };
 
 constinit const MachineUserIds kMachine;
-constinit MachineSeam<UserIds> seam(kMachine);
+constinit MachineSeam<const UserIds> seam(kMachine);
 
 }  // namespace
 
 const UserIds& UserIds::current() { return seam.get(); }
 
-void UserIds::setForTesting(const UserIds* ids) { seam.install(ids); }
+const UserIds* UserIds::setForTesting(const UserIds* ids) { return seam.install(ids); }
 
 }  // namespace platform

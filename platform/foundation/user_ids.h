@@ -17,10 +17,8 @@ class UserIds {
 
   // The process-wide instance: the machine's, or the one installed by setForTesting.
   static const UserIds& current();
-
-  // Makes current() return `ids` (owned by the caller) until the next call;
-  // nullptr restores the machine's.
-  static void setForTesting(const UserIds* ids);
+  // Makes current() return `ids` (owned by the caller), nullptr the machine's; returns the one it replaces.
+  static const UserIds* setForTesting(const UserIds* ids);
 };
 
 // User ids with fixed values, for tests.
