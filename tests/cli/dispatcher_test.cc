@@ -6,6 +6,7 @@
 
 #include "authorization/authorization_manager.h"
 #include "cli/usage.h"
+#include "harness/installed.h"
 #include "harness/standard_streams.h"
 #include "platform/foundation/program_name.h"
 #include "platform/foundation/user_ids.h"
@@ -24,14 +25,13 @@ int recordingHandler(int argc, char** argv) {
 std::pair<int, std::string> runTable(std::span<const CommandEntry> rows, std::vector<std::string> args, uid_t real,
                                      uid_t effective) {
   const platform::FixedUserIds ids(real, effective);
-  platform::UserIds::setForTesting(&ids);
+  const testing_support::Installed<platform::UserIds> acting(&ids);
   std::vector<char*> argv;
   for (std::string& arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);
   received.clear();
   testing_support::CapturedOutput captured;
   const int status = dispatch_command(rows, static_cast<int>(args.size()), argv.data());
-  platform::UserIds::setForTesting(nullptr);
   return {status, captured.text()};
 }
 

@@ -6,6 +6,7 @@
 #include "cli/command_table.h"
 #include "cli/dispatcher.h"
 #include "cli/request.h"
+#include "harness/installed.h"
 #include "harness/standard_streams.h"
 #include "messaging/helper_messager.h"
 #include "platform/foundation/user_ids.h"
@@ -36,7 +37,7 @@ RunResult runCommandInProcess(const std::vector<std::string>& args, const RunOpt
   using qhv_sandbox::Sandbox;
   const platform::FixedUserIds ids = options.asUser ? platform::FixedUserIds(Sandbox::kUserId, Sandbox::kUserId)
                                                     : platform::FixedUserIds(0, 0);
-  platform::UserIds::setForTesting(&ids);
+  const Installed<platform::UserIds> acting(&ids);
   std::vector<std::string> words = {"qhvctl"};
   words.insert(words.end(), args.begin(), args.end());
   std::vector<char*> argv;
@@ -57,7 +58,6 @@ RunResult runCommandInProcess(const std::vector<std::string>& args, const RunOpt
   }
   QHVHelperMessager::sharedMessager().cancel();
   LKSAuthorizationManager::sharedManager().invalidate();
-  platform::UserIds::setForTesting(nullptr);
   return result;
 }
 

@@ -50,11 +50,10 @@ TEST_F(LogFileTest, DirectoryDependsOnTheUserIdsAndTheHomeDirectory) {
   };
   for (const auto& c : cases) {
     const platform::FixedUserIds ids(c.real, c.effective);
-    platform::UserIds::setForTesting(&ids);
+    const testing_support::Installed<platform::UserIds> acting(&ids);
     setenv("HOME", c.home, 1);
     EXPECT_EQ(LKSLogGetParentPath(), c.expected) << c.real << "/" << c.effective;
   }
-  platform::UserIds::setForTesting(&user_);
 }
 
 TEST_F(LogFileTest, LineIsTheDateInTheCurrentTimeZoneCategoryProcessIdAndMessage) {

@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 
+#include "harness/installed.h"
 #include "harness/saved_environment.h"
 #include "harness/temp_dir.h"
 #include "log/log.h"
@@ -57,14 +58,12 @@ class LogFacilityTest : public ::testing::Test {
   LogFacilityTest() {
     setenv("HOME", home_.path().c_str(), 1);
     setenv("TZ", "XYZ-1", 1);  // one hour east of UTC, without needing time-zone files
-    platform::UserIds::setForTesting(&user_);
     platform::Clock::setForTesting(&clock_);
     platform::UnifiedLog::setSinkForTesting(&unified_);
     platform::LegacyLogClient::setSinkForTesting(&legacy_);
   }
   ~LogFacilityTest() override {
     LKSLogResetForTesting();
-    platform::UserIds::setForTesting(nullptr);
     platform::Clock::setForTesting(nullptr);
     platform::ProcessInfo::setForTesting(nullptr);
     platform::UnifiedLog::setSinkForTesting(nullptr);
@@ -91,6 +90,7 @@ class LogFacilityTest : public ::testing::Test {
   const testing_support::SavedEnvironment environment_{"HOME", "TZ"};
   testing_support::TempDir home_;
   platform::FixedUserIds user_{501, 501};
+  const testing_support::Installed<platform::UserIds> installedUser_{&user_};
   platform::FixedClock clock_{platform::Date::fromUnixTime(1609834023.0)};
   std::optional<platform::FixedProcessInfo> system_;
   RecordingUnifiedSink unified_;

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <functional>
 
+#include "harness/installed.h"
 #include "harness/skip_or_fail_under_ci.h"
 #include "harness/temp_dir.h"
 #include "platform/authorization/services.h"
@@ -32,11 +33,11 @@ std::string databaseWith(const std::string& rights) {
 // Acts as the given effective user for the rules, without changing ids.
 class ActingAs {
  public:
-  explicit ActingAs(uid_t user) : ids_(user, user) { UserIds::setForTesting(&ids_); }
-  ~ActingAs() { UserIds::setForTesting(nullptr); }
+  explicit ActingAs(uid_t user) : ids_(user, user) {}
 
  private:
-  FixedUserIds ids_;
+  const FixedUserIds ids_;
+  const testing_support::Installed<UserIds> installed_{&ids_};
 };
 
 // Runs `body` in a forked child; its exit status, or -1 when it did not exit.

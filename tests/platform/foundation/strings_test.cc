@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "harness/installed.h"
 #include "harness/saved_environment.h"
 #include "harness/temp_dir.h"
 #include "platform/foundation/user_ids.h"
@@ -35,11 +36,9 @@ TEST(StringBoolValue, FirstMeaningfulCharacterDecides) {
 // The password database's home of the root user.
 std::string rootHome() { return getpwuid(0)->pw_dir; }
 
-// Tests that set HOME or the user ids put them back.
+// Tests that set HOME put it back.
 class Home : public testing::Test {
  protected:
-  ~Home() override { UserIds::setForTesting(nullptr); }
-
   const testing_support::SavedEnvironment environment_{"HOME"};
 };
 
@@ -65,7 +64,7 @@ TEST_F(Home, StandardizingPaths) {
 // password entry, else the root directory.
 TEST_F(Home, EnvironmentThenPasswordEntryThenRoot) {
   const FixedUserIds rootByEffectiveId(501, 0);
-  UserIds::setForTesting(&rootByEffectiveId);
+  const testing_support::Installed<UserIds> actingAsRoot(&rootByEffectiveId);
   setenv("HOME", "", 1);
   EXPECT_EQ(homeDirectory(), rootHome());
   unsetenv("HOME");
@@ -73,7 +72,7 @@ TEST_F(Home, EnvironmentThenPasswordEntryThenRoot) {
   constexpr uid_t kNobodyKnown = 3999999999u;
   ASSERT_EQ(getpwuid(kNobodyKnown), nullptr);
   const FixedUserIds unknown(kNobodyKnown, kNobodyKnown);
-  UserIds::setForTesting(&unknown);
+  const testing_support::Installed<UserIds> actingAsNobodyKnown(&unknown);
   EXPECT_EQ(homeDirectory(), "/");
 }
 
