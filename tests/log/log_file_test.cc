@@ -68,14 +68,13 @@ TEST_F(LogFileTest, LineIsTheDateInTheCurrentTimeZoneCategoryProcessIdAndMessage
   for (const auto& c : cases) {
     setenv("TZ", c.timeZone, 1);
     const platform::FixedClock clock(platform::Date::fromUnixTime(c.unixTime));
-    platform::Clock::setForTesting(&clock);
+    const testing_support::Installed<platform::Clock> installedClock(&clock);
     init();
     LKSLogWithLevel2(LKSLogLevelError, "Request %@ failed: %d (%s) %lu%%", std::string("status"), -2, "busy", 7UL);
     EXPECT_EQ(readLog("ctl.log"), expectedLine("Request status failed: -2 (busy) 7%", c.date)) << c.timeZone;
     LKSLogResetForTesting();
     fs::remove(logFile("ctl.log"));
   }
-  platform::Clock::setForTesting(&clock_);
 }
 
 // Lines written many to a second share their date text, and a line of another

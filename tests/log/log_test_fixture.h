@@ -58,13 +58,11 @@ class LogFacilityTest : public ::testing::Test {
   LogFacilityTest() {
     setenv("HOME", home_.path().c_str(), 1);
     setenv("TZ", "XYZ-1", 1);  // one hour east of UTC, without needing time-zone files
-    platform::Clock::setForTesting(&clock_);
     platform::UnifiedLog::setSinkForTesting(&unified_);
     platform::LegacyLogClient::setSinkForTesting(&legacy_);
   }
   ~LogFacilityTest() override {
     LKSLogResetForTesting();
-    platform::Clock::setForTesting(nullptr);
     platform::ProcessInfo::setForTesting(nullptr);
     platform::UnifiedLog::setSinkForTesting(nullptr);
     platform::LegacyLogClient::setSinkForTesting(nullptr);
@@ -92,6 +90,7 @@ class LogFacilityTest : public ::testing::Test {
   platform::FixedUserIds user_{501, 501};
   const testing_support::Installed<platform::UserIds> installedUser_{&user_};
   platform::FixedClock clock_{platform::Date::fromUnixTime(1609834023.0)};
+  const testing_support::Installed<platform::Clock> installedClock_{&clock_};
   std::optional<platform::FixedProcessInfo> system_;
   RecordingUnifiedSink unified_;
   RecordingLegacySink legacy_;
