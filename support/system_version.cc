@@ -16,14 +16,14 @@ LKSSystemVersionManager& LKSSystemVersionManager::sharedManager() {
 }
 
 bool LKSSystemVersionManager::runningAtLeast(LKSSystemVersion version) const {
-  if (!platform::ProcessInfo::processInfo().operatingSystemVersion()) return false;
+  if (!platform::ProcessInfo::current().operatingSystemVersion()) return false;
   const std::int64_t minor = version < kNamedVersions ? 10 + static_cast<std::int64_t>(version) : 0;
   return runningAtLeastVersion({10, minor, 0});
 }
 
 bool LKSSystemVersionManager::runningAtLeastVersion(platform::OperatingSystemVersion version) const {
   const std::optional<platform::OperatingSystemVersion> running =
-      platform::ProcessInfo::processInfo().operatingSystemVersion();
+      platform::ProcessInfo::current().operatingSystemVersion();
   if (!running) {
     return version.majorVersion == kOldestSystem.majorVersion &&
            version.minorVersion == kOldestSystem.minorVersion;

@@ -29,7 +29,7 @@ bool operatingSystemVersionAtLeast(const OperatingSystemVersion& running,
          std::tie(wanted.majorVersion, wanted.minorVersion, wanted.patchVersion);
 }
 
-const ProcessInfo& ProcessInfo::processInfo() { return seam.get(); }
+const ProcessInfo& ProcessInfo::current() { return seam.get(); }
 
 const ProcessInfo* ProcessInfo::setForTesting(const ProcessInfo* info) { return seam.install(info); }
 

@@ -27,8 +27,8 @@ class ProcessInfo {
   virtual std::optional<OperatingSystemVersion> operatingSystemVersion() const = 0;
 
   // The process-wide instance: the machine's, or the one installed by setForTesting.
-  static const ProcessInfo& processInfo();
-  // Makes processInfo() return `info` (owned by the caller), nullptr the machine's; returns the one it replaces.
+  static const ProcessInfo& current();
+  // Makes current() return `info` (owned by the caller), nullptr the machine's; returns the one it replaces.
   static const ProcessInfo* setForTesting(const ProcessInfo* info);
 };
 

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "harness/end_to_end.h"
+#include "harness/installed.h"
 #include "harness/standard_streams.h"
 #include "harness/tool_stand_in.h"
 #include "platform/foundation/process_info.h"
@@ -41,7 +42,7 @@ TEST_F(MaintenanceByVersion, LogAndDebugLogsChooseTheirToolBySystem) {
   };
   for (auto c : cases) {
     const platform::FixedProcessInfo system(c.system);
-    platform::ProcessInfo::setForTesting(&system);
+    const testing_support::Installed<platform::ProcessInfo> installed(&system);
     std::vector<char*> argv;
     for (std::string& word : c.words) argv.push_back(word.data());
     argv.push_back(nullptr);
@@ -51,7 +52,6 @@ TEST_F(MaintenanceByVersion, LogAndDebugLogsChooseTheirToolBySystem) {
     EXPECT_EQ(captured.text(), toolRan ? ToolStandIns::outputLine(c.ran[0]) + "\n" : c.ran[0]) << c.words.back();
     EXPECT_TRUE(!toolRan || ToolStandIns::arguments(c.ran[0]) == c.ran) << c.words.back();
   }
-  platform::ProcessInfo::setForTesting(nullptr);
 }
 
 }  // namespace

@@ -63,7 +63,6 @@ class LogFacilityTest : public ::testing::Test {
   }
   ~LogFacilityTest() override {
     LKSLogResetForTesting();
-    platform::ProcessInfo::setForTesting(nullptr);
     platform::UnifiedLog::setSinkForTesting(nullptr);
     platform::LegacyLogClient::setSinkForTesting(nullptr);
   }
@@ -72,7 +71,7 @@ class LogFacilityTest : public ::testing::Test {
   // unified log (10.12) or the last one without it (10.11).
   void init(bool unified = true) {
     system_.emplace(platform::OperatingSystemVersion{10, unified ? 12 : 11, 0});
-    platform::ProcessInfo::setForTesting(&*system_);
+    installedSystem_.emplace(&*system_);
     LKSLogInit("com.larkspan.quillhaven", "ctl");
   }
 
@@ -92,6 +91,7 @@ class LogFacilityTest : public ::testing::Test {
   platform::FixedClock clock_{platform::Date::fromUnixTime(1609834023.0)};
   const testing_support::Installed<platform::Clock> installedClock_{&clock_};
   std::optional<platform::FixedProcessInfo> system_;
+  std::optional<testing_support::Installed<platform::ProcessInfo>> installedSystem_;
   RecordingUnifiedSink unified_;
   RecordingLegacySink legacy_;
 };

@@ -3,6 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include "harness/installed.h"
+#include "platform/foundation/process_info.h"
+
 namespace {
 
 using Version = platform::OperatingSystemVersion;
@@ -34,13 +37,12 @@ TEST(SystemVersion, NamedVersionsAskForTenPointTenPlusTheirValueAndExplicitOnesC
   };
   for (const Case& c : cases) {
     const platform::FixedProcessInfo system(c.running);
-    platform::ProcessInfo::setForTesting(&system);
+    const testing_support::Installed<platform::ProcessInfo> installed(&system);
     const LKSSystemVersionManager& manager = LKSSystemVersionManager::sharedManager();
     EXPECT_EQ(c.value ? manager.runningAtLeast(LKSSystemVersion(*c.value)) : manager.runningAtLeastVersion(c.wanted),
               c.expected)
         << "case " << &c - cases;
   }
-  platform::ProcessInfo::setForTesting(nullptr);
   EXPECT_TRUE(LKSSystemVersionManager::sharedManager().runningAtLeast(LKSSystemVersion10_15)) << "this machine";
 }
 
