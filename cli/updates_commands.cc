@@ -164,7 +164,7 @@ int _update_cmd(int argc, char** argv) {
   }
   if (!LKSLOG_UNIFIED) _LKSLogSync();
 
-  platform::DistributedNotificationCenter::defaultCenter().postNotificationName(
+  platform::DistributedNotificationCenter::current().postNotificationName(
       "com.larkspan.quillhaven.did-update", nullptr,
       platform::NSDistributedNotificationDeliverImmediately | platform::NSDistributedNotificationPostToAllSessions);
   platform::IOPMAssertionRelease(noIdleSleep);

@@ -21,7 +21,7 @@ constinit MachineSeam<const DistributedNotificationCenter> seam(kMachine);
 
 }  // namespace
 
-const DistributedNotificationCenter& DistributedNotificationCenter::defaultCenter() { return seam.get(); }
+const DistributedNotificationCenter& DistributedNotificationCenter::current() { return seam.get(); }
 
 const DistributedNotificationCenter* DistributedNotificationCenter::setForTesting(
     const DistributedNotificationCenter* center) {

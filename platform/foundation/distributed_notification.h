@@ -29,8 +29,8 @@ class DistributedNotificationCenter {
   virtual void postNotificationName(const std::string& name, const char* object, std::uint32_t options) const = 0;
 
   // The process-wide center: the machine's, or the one installed by setForTesting.
-  static const DistributedNotificationCenter& defaultCenter();
-  // Makes defaultCenter() return `center` (owned by the caller), nullptr the machine's; returns the one it replaces.
+  static const DistributedNotificationCenter& current();
+  // Makes current() return `center` (owned by the caller), nullptr the machine's; returns the one it replaces.
   static const DistributedNotificationCenter* setForTesting(const DistributedNotificationCenter* center);
 };
 
