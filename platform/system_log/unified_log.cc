@@ -7,9 +7,10 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstring>
 #include <mutex>
+
+#include "platform/foundation/machine_seam.h"
 
 namespace platform {
 namespace {
@@ -51,12 +52,9 @@ std::string journalEntry(const UnifiedLog& log, std::uint8_t type, std::string_v
   return entry;
 }
 
-std::atomic<UnifiedLogSink*> sinkForTesting{nullptr};
-
-UnifiedLogSink& currentSink() {
-  if (UnifiedLogSink* sink = sinkForTesting.load(std::memory_order_acquire)) return *sink;
-  static auto* journal = new JournalSink();  // never destroyed: other threads may log at exit
-  return *journal;
+MachineSeam<UnifiedLogSink>& seam() {
+  static MachineSeam<UnifiedLogSink> instance(*new JournalSink());  // never destroyed: other threads may log at exit
+  return instance;
 }
 
 }  // namespace
@@ -152,12 +150,12 @@ UnifiedLog* UnifiedLog::defaultLog() {
   return log;
 }
 
-void UnifiedLog::send(std::uint8_t type, std::string_view message) const {
-  currentSink().send(*this, type, message);
-}
+UnifiedLogSink& UnifiedLogSink::current() { return seam().get(); }
 
-void UnifiedLog::setSinkForTesting(UnifiedLogSink* sink) {
-  sinkForTesting.store(sink, std::memory_order_release);
+UnifiedLogSink* UnifiedLogSink::setForTesting(UnifiedLogSink* sink) { return seam().install(sink); }
+
+void UnifiedLog::send(std::uint8_t type, std::string_view message) const {
+  UnifiedLogSink::current().send(*this, type, message);
 }
 
 std::string formatWithoutPrivacyMarkers(const char* format) {

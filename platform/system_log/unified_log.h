@@ -38,6 +38,11 @@ class UnifiedLogSink {
   virtual ~UnifiedLogSink() = default;
   // Records one entry of `log`; failures are not reported.
   virtual void send(const UnifiedLog& log, std::uint8_t type, std::string_view message) = 0;
+
+  // The process-wide sink: the journal, or the one installed by setForTesting.
+  static UnifiedLogSink& current();
+  // Makes current() return `sink` (owned by the caller), nullptr the journal; returns the one it replaces.
+  static UnifiedLogSink* setForTesting(UnifiedLogSink* sink);
 };
 
 // The journal's native protocol on a datagram socket at `socketPath`.
@@ -72,10 +77,6 @@ class UnifiedLog {
 
   // Sends an already formatted entry to the process-wide sink.
   void send(std::uint8_t type, std::string_view message) const;
-
-  // Routes every handle's entries to `sink` (owned by the caller) until the next
-  // call; nullptr restores the journal.
-  static void setSinkForTesting(UnifiedLogSink* sink);
 
  private:
   std::string subsystem_;

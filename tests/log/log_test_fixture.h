@@ -58,12 +58,10 @@ class LogFacilityTest : public ::testing::Test {
   LogFacilityTest() {
     setenv("HOME", home_.path().c_str(), 1);
     setenv("TZ", "XYZ-1", 1);  // one hour east of UTC, without needing time-zone files
-    platform::UnifiedLog::setSinkForTesting(&unified_);
     platform::LegacyLogClient::setSinkForTesting(&legacy_);
   }
   ~LogFacilityTest() override {
     LKSLogResetForTesting();
-    platform::UnifiedLog::setSinkForTesting(nullptr);
     platform::LegacyLogClient::setSinkForTesting(nullptr);
   }
 
@@ -93,6 +91,7 @@ class LogFacilityTest : public ::testing::Test {
   std::optional<platform::FixedProcessInfo> system_;
   std::optional<testing_support::Installed<platform::ProcessInfo>> installedSystem_;
   RecordingUnifiedSink unified_;
+  const testing_support::Installed<platform::UnifiedLogSink> installedUnified_{&unified_};
   RecordingLegacySink legacy_;
 };
 

@@ -33,7 +33,7 @@ class SystemJournalTest : public LogFacilityTest {
     journal_ = SystemJournal::start();
     ASSERT_TRUE(journal_);
     // Entries go to the system's logs, not to the fixture's recorders.
-    platform::UnifiedLog::setSinkForTesting(nullptr);
+    platform::UnifiedLogSink::setForTesting(nullptr);
     platform::LegacyLogClient::setSinkForTesting(nullptr);
   }
   void TearDown() override {
