@@ -2,8 +2,9 @@
 
 #include <syslog.h>
 
-#include <atomic>
 #include <mutex>
+
+#include "platform/foundation/machine_seam.h"
 
 namespace platform {
 namespace {
@@ -26,12 +27,9 @@ int priorityForLevel(const Value& level) {
   return kOtherLevelPriority;
 }
 
-std::atomic<LegacyLogSink*> sinkForTesting{nullptr};
-
-LegacyLogSink& currentSink() {
-  if (LegacyLogSink* sink = sinkForTesting.load(std::memory_order_acquire)) return *sink;
-  static auto* syslogSink = new SyslogSink();  // never destroyed: other threads may log at exit
-  return *syslogSink;
+MachineSeam<LegacyLogSink>& seam() {
+  static MachineSeam<LegacyLogSink> instance(*new SyslogSink());  // never destroyed: other threads may log at exit
+  return instance;
 }
 
 }  // namespace
@@ -52,10 +50,10 @@ void SyslogSink::send(const std::string& facility, const Dictionary& record) {
   syslog(priorityForLevel(record.get(ASL_KEY_LEVEL)), "%s", message ? message->c_str() : "");
 }
 
-void LegacyLogClient::send(const Dictionary& record) const { currentSink().send(facility_, record); }
+LegacyLogSink& LegacyLogSink::current() { return seam().get(); }
 
-void LegacyLogClient::setSinkForTesting(LegacyLogSink* sink) {
-  sinkForTesting.store(sink, std::memory_order_release);
-}
+LegacyLogSink* LegacyLogSink::setForTesting(LegacyLogSink* sink) { return seam().install(sink); }
+
+void LegacyLogClient::send(const Dictionary& record) const { LegacyLogSink::current().send(facility_, record); }
 
 }  // namespace platform

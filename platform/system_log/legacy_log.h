@@ -20,6 +20,11 @@ class LegacyLogSink {
   virtual ~LegacyLogSink() = default;
   // Records one entry for `facility`; failures are not reported.
   virtual void send(const std::string& facility, const Dictionary& record) = 0;
+
+  // The process-wide sink: syslog, or the one installed by setForTesting.
+  static LegacyLogSink& current();
+  // Makes current() return `sink` (owned by the caller), nullptr syslog; returns the one it replaces.
+  static LegacyLogSink* setForTesting(LegacyLogSink* sink);
 };
 
 // syslog(3) with the facility string as its identity.
@@ -38,10 +43,6 @@ class LegacyLogClient {
   // Sends a message record (string values under ASL_KEY_LEVEL and ASL_KEY_MSG)
   // to the process-wide sink.
   void send(const Dictionary& record) const;
-
-  // Routes every client's records to `sink` (owned by the caller) until the next
-  // call; nullptr restores syslog.
-  static void setSinkForTesting(LegacyLogSink* sink);
 
  private:
   std::string facility_;

@@ -60,7 +60,7 @@ struct SlowLegacySink : platform::LegacyLogSink {
 
 TEST_F(LogRoutingTest, SyncReturnsOnlyAfterEarlierLegacyEntriesWereSent) {
   SlowLegacySink sink;
-  platform::LegacyLogClient::setSinkForTesting(&sink);
+  const testing_support::Installed<platform::LegacyLogSink> installed(&sink);
   init(/*unified=*/false);
   std::thread sender([] { _LKSLog(LKSLogLevelError, "slow entry"); });
   sink.entered.get_future().wait();

@@ -58,12 +58,8 @@ class LogFacilityTest : public ::testing::Test {
   LogFacilityTest() {
     setenv("HOME", home_.path().c_str(), 1);
     setenv("TZ", "XYZ-1", 1);  // one hour east of UTC, without needing time-zone files
-    platform::LegacyLogClient::setSinkForTesting(&legacy_);
   }
-  ~LogFacilityTest() override {
-    LKSLogResetForTesting();
-    platform::LegacyLogClient::setSinkForTesting(nullptr);
-  }
+  ~LogFacilityTest() override { LKSLogResetForTesting(); }
 
   // Sets the facility up as the tool does, on the first system with the
   // unified log (10.12) or the last one without it (10.11).
@@ -93,6 +89,7 @@ class LogFacilityTest : public ::testing::Test {
   RecordingUnifiedSink unified_;
   const testing_support::Installed<platform::UnifiedLogSink> installedUnified_{&unified_};
   RecordingLegacySink legacy_;
+  const testing_support::Installed<platform::LegacyLogSink> installedLegacy_{&legacy_};
 };
 
 }  // namespace log_testing

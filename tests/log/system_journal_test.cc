@@ -34,7 +34,7 @@ class SystemJournalTest : public LogFacilityTest {
     ASSERT_TRUE(journal_);
     // Entries go to the system's logs, not to the fixture's recorders.
     platform::UnifiedLogSink::setForTesting(nullptr);
-    platform::LegacyLogClient::setSinkForTesting(nullptr);
+    platform::LegacyLogSink::setForTesting(nullptr);
   }
   void TearDown() override {
     journal_.reset();
