@@ -45,19 +45,16 @@ OSStatus copyRight(platform::AuthorizationServices& services, platform::Authoriz
 }  // namespace
 
 LKSAuthorizationManager& LKSAuthorizationManager::sharedManager() {
-  static LKSAuthorizationManager manager(platform::authorizationServices());
+  static LKSAuthorizationManager manager;
   return manager;
 }
-
-LKSAuthorizationManager::LKSAuthorizationManager(platform::AuthorizationServices& services)
-    : _services(services) {}
 
 void LKSAuthorizationManager::invalidate() {
   if (_authRef) _freeAuthorization(platform::kAuthorizationFlagDestroyRights);
 }
 
 void LKSAuthorizationManager::_freeAuthorization(AuthorizationFlags flags) {
-  _services.AuthorizationFree(_authRef, flags);
+  platform::AuthorizationServices::current().AuthorizationFree(_authRef, flags);
   _authRef = nullptr;
 }
 
@@ -66,9 +63,10 @@ bool LKSAuthorizationManager::authorizeRights(const platform::Array& rights,
   if (_authRef && _lastAuthorizedRights != rights) {
     _freeAuthorization(platform::kAuthorizationFlagDefaults);
   }
+  platform::AuthorizationServices& services = platform::AuthorizationServices::current();
   if (!_authRef) {
-    OSStatus status = _services.AuthorizationCreate(nullptr, nullptr,
-                                                    platform::kAuthorizationFlagDefaults, &_authRef);
+    OSStatus status = services.AuthorizationCreate(nullptr, nullptr,
+                                                   platform::kAuthorizationFlagDefaults, &_authRef);
     if (status != platform::errAuthorizationSuccess) {
       _authRef = nullptr;
       report(error, LKSAuthorizationErrorCreate, statusInfo(status));
@@ -87,7 +85,7 @@ bool LKSAuthorizationManager::authorizeRights(const platform::Array& rights,
 
   bool canceled = false;
   for (const platform::Value& right : rights) {
-    OSStatus status = copyRight(_services, _authRef, right, &environment, flags);
+    OSStatus status = copyRight(services, _authRef, right, &environment, flags);
     if (status == platform::errAuthorizationSuccess) {
       _lastAuthorizedRights = rights;
       return true;
@@ -108,7 +106,7 @@ std::optional<platform::Bytes> LKSAuthorizationManager::authorizationExternalDat
     const platform::Array& rights, platform::ErrorRef* error) {
   if (!authorizeRights(rights, error)) return std::nullopt;
   platform::AuthorizationExternalForm form;
-  OSStatus status = _services.AuthorizationMakeExternalForm(_authRef, &form);
+  OSStatus status = platform::AuthorizationServices::current().AuthorizationMakeExternalForm(_authRef, &form);
   if (status != platform::errAuthorizationSuccess) {
     report(error, LKSAuthorizationErrorMakeExternalForm, statusInfo(status));
     return std::nullopt;
@@ -125,7 +123,7 @@ bool LKSAuthorizationManager::validateAuthorizationExternalData(const platform::
            statusInfo(platform::errAuthorizationInvalidRef));
     return false;
   }
-  platform::AuthorizationServices& services = platform::authorizationServices();
+  platform::AuthorizationServices& services = platform::AuthorizationServices::current();
   platform::AuthorizationExternalForm form;
   std::memcpy(form.bytes, data.data(), sizeof form.bytes);
   platform::AuthorizationRef authorization = nullptr;
@@ -152,7 +150,7 @@ bool LKSAuthorizationManager::validateAuthorizationExternalData(const platform::
 
 bool LKSAuthorizationManager::setAuthorizationRights(const platform::Dictionary& rights,
                                                      platform::ErrorRef* error) {
-  platform::AuthorizationServices& services = platform::authorizationServices();
+  platform::AuthorizationServices& services = platform::AuthorizationServices::current();
   platform::AuthorizationRef authorization = nullptr;
   OSStatus status = services.AuthorizationCreate(nullptr, nullptr,
                                                  platform::kAuthorizationFlagDefaults, &authorization);

@@ -17,8 +17,8 @@ class LKSAuthorizationManager {
   static LKSAuthorizationManager& sharedManager();
 
   // A manager that holds nothing and allows user interaction, working through
-  // `services`, which must outlive it.
-  explicit LKSAuthorizationManager(platform::AuthorizationServices& services);
+  // the process-wide Authorization Services as they are at each call.
+  LKSAuthorizationManager() = default;
   LKSAuthorizationManager(const LKSAuthorizationManager&) = delete;
   LKSAuthorizationManager& operator=(const LKSAuthorizationManager&) = delete;
 
@@ -64,7 +64,6 @@ class LKSAuthorizationManager {
   // Frees and drops the held authorization with `flags`.
   void _freeAuthorization(platform::AuthorizationFlags flags);
 
-  platform::AuthorizationServices& _services;
   platform::AuthorizationRef _authRef = nullptr;
   platform::Array _lastAuthorizedRights;
   bool _allowsUserInteraction = true;

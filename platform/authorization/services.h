@@ -121,6 +121,14 @@ class AuthorizationServices {
   // Releases the handle; with kAuthorizationFlagDestroyRights its grants are
   // revoked for every process that holds its external form.
   virtual OSStatus AuthorizationFree(AuthorizationRef authorization, AuthorizationFlags flags) = 0;
+
+  // The process-wide instance: the Linux implementation over the default paths
+  // (made at first use, without I/O), or the one installed by setForTesting. A
+  // handle must go back to the implementation that made it.
+  static AuthorizationServices& current();
+  // Makes current() return `services` (owned by the caller), nullptr the Linux
+  // implementation; returns the one it replaces.
+  static AuthorizationServices* setForTesting(AuthorizationServices* services);
 };
 
 // Where the Linux implementation keeps its state. Both live in root-owned places
@@ -157,16 +165,5 @@ class LinuxAuthorizationServices final : public AuthorizationServices {
  private:
   AuthorizationServicesPaths paths_;
 };
-
-// The process-wide Authorization Services: the Linux implementation over the
-// default paths unless a test installed another. The reference stays valid for
-// the whole run and each call through it goes to the implementation installed
-// at that moment; a handle must go back to the implementation that made it.
-// Creating it does no I/O.
-AuthorizationServices& authorizationServices();
-
-// Installs `services` as the process-wide Authorization Services (tests only);
-// null restores the Linux implementation. Not thread-safe against concurrent users.
-void setAuthorizationServicesForTesting(AuthorizationServices* services);
 
 }  // namespace platform

@@ -9,6 +9,7 @@
 
 #include "authorization/fake_authorization_services.h"
 #include "errors/lks_error.h"
+#include "harness/installed.h"
 #include "log/log_test_fixture.h"
 
 namespace {
@@ -31,14 +32,11 @@ std::string copy(const char* handle, const char* right, int flags) {
 
 class AuthorizationManagerTest : public ::testing::Test {
  protected:
-  AuthorizationManagerTest() { setAuthorizationServicesForTesting(&services_); }
-  ~AuthorizationManagerTest() override {
-    manager_.invalidate();
-    setAuthorizationServicesForTesting(nullptr);
-  }
+  ~AuthorizationManagerTest() override { manager_.invalidate(); }
 
   FakeAuthorizationServices services_;
-  LKSAuthorizationManager manager_{services_};
+  const testing_support::Installed<AuthorizationServices> installed_{&services_};
+  LKSAuthorizationManager manager_;
 };
 
 TEST_F(AuthorizationManagerTest, TriesAlternativesInOrderAndKeepsTheGrantForTheSameList) {
@@ -117,8 +115,8 @@ TEST_F(AuthorizationManagerTest, EveryFailureHasItsCodeAndUserInfoAndHoldsNothin
   };
   for (const auto& row : rows) {
     FakeAuthorizationServices services;
-    setAuthorizationServicesForTesting(&services);
-    LKSAuthorizationManager manager(services);
+    const testing_support::Installed<AuthorizationServices> installed(&services);
+    LKSAuthorizationManager manager;
     services.answers = row.answers;
     ErrorRef error;
     EXPECT_FALSE(row.act(manager, &error)) << row.why;
@@ -153,7 +151,8 @@ class AuthorizationErrorLoggingTest : public log_testing::LogFacilityTest {};
 TEST_F(AuthorizationErrorLoggingTest, NoErrorIsMadeOrLoggedWithoutAnOutParameter) {
   init();
   FakeAuthorizationServices services;
-  LKSAuthorizationManager manager(services);
+  const testing_support::Installed<AuthorizationServices> installed(&services);
+  LKSAuthorizationManager manager;
   EXPECT_FALSE(manager.authorizeRights(names({"r.a"}), nullptr));
   services.answers["create"] = errAuthorizationInternal;
   EXPECT_FALSE(manager.authorizationExternalDataWithRights(names({"r.a"}), nullptr));

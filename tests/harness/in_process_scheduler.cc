@@ -19,7 +19,6 @@ InProcessScheduler::InProcessScheduler()
       log_(::open(statePath(dev_scheduler::kLogFile).c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600)),
       processor_(dev_scheduler::StateStore(stateDirectory()), dev_scheduler::kDefaultBackupSeconds,
                  platform::Clock::current().now()) {
-  platform::setAuthorizationServicesForTesting(&services_);
   dev_scheduler::setLogDescriptor(log_);
   platform::ErrorRef error;
   if (!dev_scheduler::StateStore(stateDirectory()).settings(&error)) {
@@ -35,7 +34,6 @@ InProcessScheduler::~InProcessScheduler() {
   stop();
   // The tool's authorization was granted by these services; it goes with them.
   LKSAuthorizationManager::sharedManager().invalidate();
-  platform::setAuthorizationServicesForTesting(nullptr);
   dev_scheduler::setLogDescriptor(STDERR_FILENO);
   ::close(log_);
 }

@@ -8,6 +8,7 @@
 
 #include <optional>
 
+#include "harness/installed.h"
 #include "harness/scheduler_state.h"
 #include "harness/temp_dir.h"
 #include "harness/test_service.h"
@@ -30,6 +31,7 @@ class InProcessScheduler : public SchedulerState {
   PrivateServiceDirectory sockets_;
   TempDir authorization_;
   platform::LinuxAuthorizationServices services_;
+  const Installed<platform::AuthorizationServices> installedServices_{&services_};
   int log_;  // the scheduler's own lines, kept apart from the tool's standard error
   dev_scheduler::RequestProcessor processor_;
   std::optional<TestService> service_;

@@ -9,6 +9,7 @@
 #include "authorization/authorization_manager.h"
 #include "authorization/fake_authorization_services.h"
 #include "errors/error_domains.h"
+#include "harness/installed.h"
 #include "harness/shared_arrays.h"
 #include "platform/plist/keyed_archive.h"
 #include "platform/plist/property_list.h"
@@ -32,16 +33,13 @@ Bytes bytes(const std::string& text) { return Bytes(text.begin(), text.end()); }
 
 class MessagerClientTest : public ::testing::Test {
  protected:
-  MessagerClientTest() { setAuthorizationServicesForTesting(&fake_); }
-  ~MessagerClientTest() override {
-    LKSAuthorizationManager::sharedManager().invalidate();
-    setAuthorizationServicesForTesting(nullptr);
-  }
+  ~MessagerClientTest() override { LKSAuthorizationManager::sharedManager().invalidate(); }
   std::shared_ptr<LKSMessagerClient> client(std::shared_ptr<LKSMessagerClientDelegate> delegate) {
     return LKSMessagerClient::initWithServiceName("com.example.messager-test", delegate);
   }
 
   FakeAuthorizationServices fake_;
+  const testing_support::Installed<AuthorizationServices> installed_{&fake_};
   std::shared_ptr<LKSMessagerClientDelegate> noRights_ = std::make_shared<FixedRights>(Array{});
   std::shared_ptr<LKSMessagerClientDelegate> rights_ =
       std::make_shared<FixedRights>(Array{Value::string("right.a"), Value::string("right.b")});
