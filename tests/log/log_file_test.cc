@@ -92,11 +92,10 @@ TEST_F(LogFileTest, EachLineCarriesTheDateOfItsOwnSecond) {
   std::string expected;
   for (const auto& entry : entries) {
     const platform::FixedClock clock(platform::Date::fromUnixTime(entry.unixTime));
-    platform::Clock::setForTesting(&clock);
+    const testing_support::Installed<platform::Clock> installedClock(&clock);
     LKSLogWithLevel2(LKSLogLevelDefault, "entry");
     expected += expectedLine("entry", entry.date);
   }
-  platform::Clock::setForTesting(&clock_);
   EXPECT_EQ(readLog("ctl.log"), expected);
 }
 
