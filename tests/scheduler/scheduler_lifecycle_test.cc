@@ -1,11 +1,12 @@
 // Starting and stopping the development scheduler: a second start is refused
 // while one serves, a stop leaves neither socket nor process nor pid file, and
 // what a killed one left behind does not stop the next.
+#include <poll.h>
 #include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
-#include <chrono>
-#include <fstream>
-#include <thread>
+#include <cerrno>
 
 #include "scheduler/state_files.h"
 #include "scheduler_test_support.h"
@@ -15,11 +16,18 @@ namespace {
 
 const std::string kSocket = std::string("/var/run/xpc/") + QHVHelperServiceName;
 
-// Gone, or a zombie that nobody has reaped yet: it runs no more.
-bool processEnded(pid_t pid) {
-  std::string stat;
-  std::getline(std::ifstream("/proc/" + std::to_string(pid) + "/stat"), stat);
-  return stat.empty() || stat[stat.rfind(')') + 2] == 'Z';
+// Whether every thread of `pid` has ended within five seconds (gone, or a
+// zombie nobody has reaped yet). Its first thread may show as a zombie while the
+// others still hold its files, and with them the pid file's lock.
+bool processEnds(pid_t pid) {
+  const int pidfd = static_cast<int>(::syscall(SYS_pidfd_open, pid, 0));
+  if (pidfd < 0) return errno == ESRCH;
+  pollfd ended{pidfd, POLLIN, 0};
+  int ready = 0;
+  while ((ready = ::poll(&ended, 1, 5000)) < 0 && errno == EINTR) {
+  }
+  ::close(pidfd);
+  return ready > 0;
 }
 
 class SchedulerLifecycle : public SchedulerClientTest {
@@ -44,7 +52,7 @@ TEST_F(SchedulerLifecycle, SecondStartIsRefusedWhileOneServes) {
 TEST_F(SchedulerLifecycle, StopLeavesNothingAndAKilledOneIsReplaced) {
   const pid_t killed = servingPid();
   ASSERT_EQ(::kill(killed, SIGKILL), 0);
-  for (int i = 0; i < 500 && !processEnded(killed); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  ASSERT_TRUE(processEnds(killed));
   ASSERT_EQ(::access(kSocket.c_str(), F_OK), 0) << "what the crash left behind";
   EXPECT_EQ(command("status").exitStatus, 3);
   ASSERT_TRUE(scheduler().start());
@@ -56,7 +64,7 @@ TEST_F(SchedulerLifecycle, StopLeavesNothingAndAKilledOneIsReplaced) {
   ASSERT_TRUE(scheduler().stop());
   EXPECT_NE(::access(kSocket.c_str(), F_OK), 0);
   EXPECT_NE(::access(pidFile().c_str(), F_OK), 0);
-  EXPECT_TRUE(processEnded(serving));
+  EXPECT_TRUE(processEnds(serving));
   EXPECT_EQ(command("status").exitStatus, 3);
   platform::ErrorRef error;
   reconnect();
