@@ -1,5 +1,8 @@
 #include "scheduler/request_record.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <string_view>
 
@@ -7,6 +10,9 @@
 
 namespace dev_scheduler {
 namespace {
+
+constexpr std::string_view kArrayOpening = "<array>\n";
+constexpr std::string_view kArrayClosing = "</array>\n</plist>\n";
 
 platform::Dictionary recordOf(const ReceivedRequest& request) {
   using platform::Value;
@@ -21,61 +27,98 @@ platform::Dictionary recordOf(const ReceivedRequest& request) {
   return record;
 }
 
-// The same file, unchanged: every replacement makes a new one.
+// `record`'s text as an item of an XML array, followed by the array's closing:
+// an array of one record written as the file is, from the opening on.
+std::optional<std::string> itemText(const platform::Value& record, platform::ErrorRef* error) {
+  const std::optional<platform::Bytes> alone =
+      platform::dataWithPropertyList(platform::Value::array({record}), platform::PropertyListFormat::XML, error);
+  if (!alone) return std::nullopt;
+  const std::string_view text(reinterpret_cast<const char*>(alone->data()), alone->size());
+  const std::size_t opening = text.find(kArrayOpening);
+  if (opening == std::string_view::npos || !text.ends_with(kArrayClosing)) return std::nullopt;
+  return std::string(text.substr(opening + kArrayOpening.size()));
+}
+
+// The same file, unchanged: every write changes its size or time, every
+// replacement makes a new one.
 bool sameFile(const struct stat& a, const struct stat& b) {
   return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
          a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
 }
 
-}  // namespace
-
-std::optional<platform::Bytes> RequestRecord::appendedToWritten(const platform::Value& record) const {
-  struct stat now {};
-  if (!written_ || ::stat(path_.c_str(), &now) != 0 || !sameFile(now, *written_)) return std::nullopt;
-  // An array of one record written as the file is: the record's text sits
-  // between the array's opening and the closing both end with.
-  const std::optional<platform::Bytes> alone =
-      platform::dataWithPropertyList(platform::Value::array({record}), platform::PropertyListFormat::XML, nullptr);
-  const std::string_view opening = "<array>\n", closing = "</array>\n</plist>\n";
-  auto endsWithClosing = [&](const platform::Bytes& bytes) {
-    return bytes.size() >= closing.size() &&
-           std::string_view(reinterpret_cast<const char*>(bytes.data()) + bytes.size() - closing.size(),
-                            closing.size()) == closing;
-  };
-  if (!alone || !endsWithClosing(*alone) || !endsWithClosing(bytes_)) return std::nullopt;
-  const std::string_view aloneText(reinterpret_cast<const char*>(alone->data()), alone->size());
-  const std::size_t recordStart = aloneText.find(opening);
-  if (recordStart == std::string_view::npos) return std::nullopt;
-  platform::Bytes next(bytes_.begin(), bytes_.end() - static_cast<std::ptrdiff_t>(closing.size()));
-  next.insert(next.end(), alone->begin() + static_cast<std::ptrdiff_t>(recordStart + opening.size()), alone->end());
-  return next;
+// 0, or the errno value of a failing write of all of `text` at `offset`.
+int writeAllAt(int fd, std::string_view text, off_t offset) {
+  while (!text.empty()) {
+    const ssize_t n = ::pwrite(fd, text.data(), text.size(), offset);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return n < 0 ? errno : EIO;
+    text.remove_prefix(static_cast<std::size_t>(n));
+    offset += n;
+  }
+  return 0;
 }
 
-std::optional<platform::Bytes> RequestRecord::appendedToStored(const platform::Value& record,
-                                                               platform::ErrorRef* error) const {
+}  // namespace
+
+RequestRecord::~RequestRecord() { forgetFile(); }
+
+void RequestRecord::forgetFile() {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
+  written_.reset();
+}
+
+bool RequestRecord::appendedInPlace(const std::string& item, platform::ErrorRef* error) {
+  struct stat now {};
+  if (fd_ < 0 || !written_ || ::stat(path_.c_str(), &now) != 0 || !sameFile(now, *written_) ||
+      now.st_size < static_cast<off_t>(kArrayClosing.size())) {
+    return false;
+  }
+  const int failure = writeAllAt(fd_, item, now.st_size - static_cast<off_t>(kArrayClosing.size()));
+  if (failure != 0 || ::fstat(fd_, &now) != 0) {
+    // Whatever the file holds now, the next record reads it anew.
+    if (error) *error = fileError("cannot write", path_, failure != 0 ? failure : errno);
+    forgetFile();
+    return true;
+  }
+  written_ = now;
+  return true;
+}
+
+bool RequestRecord::rewritten(const platform::Value& record, platform::ErrorRef* error) {
+  forgetFile();
   bool missing = false;
   const platform::Value stored = readStateFile(path_, &missing, error);
-  if (!missing && !stored) return std::nullopt;
+  if (!missing && !stored) return false;
   if (!missing && !stored.asArray()) {
     if (error) *error = fileError("no array in", path_, EINVAL);
-    return std::nullopt;
+    return false;
   }
   platform::Array records = missing ? platform::Array() : *stored.asArray();
   records.push_back(record);
-  return platform::dataWithPropertyList(platform::Value::array(std::move(records)), platform::PropertyListFormat::XML,
-                                        error);
+  const std::optional<platform::Bytes> contents =
+      platform::dataWithPropertyList(platform::Value::array(std::move(records)), platform::PropertyListFormat::XML,
+                                     error);
+  if (!contents || !writeStateFileContents(path_, *contents, error)) return false;
+  // Kept open for the next record, which goes in place while nobody else
+  // writes the file.
+  fd_ = ::open(path_.c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW);
+  struct stat opened {};
+  if (fd_ >= 0 && ::fstat(fd_, &opened) == 0 && opened.st_size == static_cast<off_t>(contents->size())) {
+    written_ = opened;
+  }
+  return true;
 }
 
 bool RequestRecord::append(const ReceivedRequest& request, platform::ErrorRef* error) {
   const platform::Value record = platform::Value::dictionary(recordOf(request));
-  std::optional<platform::Bytes> next = appendedToWritten(record);
-  if (!next) next = appendedToStored(record, error);
-  if (!next) return false;
-  if (!writeStateFileContents(path_, *next, error)) return false;
-  bytes_ = std::move(*next);
-  struct stat written {};
-  written_ = ::stat(path_.c_str(), &written) == 0 ? std::optional<struct stat>(written) : std::nullopt;
-  return true;
+  platform::ErrorRef failure;
+  const std::optional<std::string> item = itemText(record, &failure);
+  if (item && appendedInPlace(*item, &failure)) {
+    if (failure && error) *error = failure;
+    return !failure;
+  }
+  return rewritten(record, error);
 }
 
 }  // namespace dev_scheduler

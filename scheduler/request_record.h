@@ -23,13 +23,19 @@ struct ReceivedRequest {
   platform::XPCPeerCredentials peer;
 };
 
-// The requests file at one path. The bytes last written are kept, so that
-// appending neither reads the whole file again nor writes every record out
-// anew, unless someone else changed or removed it meanwhile: the new record's
-// text goes in before the closing of the array. Not synchronized.
+// The requests file at one path. A record is added in place: one write of its
+// text and the array's closing over the old closing, so that appending costs
+// the record alone however long the file is. Only when someone else changed or
+// removed the file since is it read and replaced as a whole. A reader in the
+// middle of an in-place write may find the file cut short; the scheduler
+// writes the record before it replies, so a client that has its reply reads
+// it whole. Not synchronized.
 class RequestRecord {
  public:
   explicit RequestRecord(std::string path) : path_(std::move(path)) {}
+  ~RequestRecord();
+  RequestRecord(const RequestRecord&) = delete;
+  RequestRecord& operator=(const RequestRecord&) = delete;
 
   // Appends the record of `request`; the file is made when missing. False with
   // an error when it cannot be read or written, or holds something else than
@@ -37,15 +43,16 @@ class RequestRecord {
   bool append(const ReceivedRequest& request, platform::ErrorRef* error);
 
  private:
-  // The file's next contents when it is still the file last written and holds
-  // at least one record: `record` spliced in; otherwise nullopt.
-  std::optional<platform::Bytes> appendedToWritten(const platform::Value& record) const;
-  // The file's next contents from its records read anew.
-  std::optional<platform::Bytes> appendedToStored(const platform::Value& record, platform::ErrorRef* error) const;
+  // Writes `item` (a record's text with the closing after it) in place when
+  // the file is still the one last written; false when it is not.
+  bool appendedInPlace(const std::string& item, platform::ErrorRef* error);
+  // Replaces the file with its records read anew and `record` after them.
+  bool rewritten(const platform::Value& record, platform::ErrorRef* error);
+  void forgetFile();
 
   std::string path_;
-  platform::Bytes bytes_;               // the contents last written
-  std::optional<struct stat> written_;  // the file as last written
+  int fd_ = -1;                         // open on the file last written
+  std::optional<struct stat> written_;  // that file as last written
 };
 
 }  // namespace dev_scheduler

@@ -2,7 +2,9 @@
 // XML property list would be, and what another writer left taken up.
 #include "scheduler/request_record.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "harness/files.h"
 #include "harness/temp_dir.h"
@@ -53,6 +55,28 @@ TEST(RequestRecord, EachAppendLeavesTheWholeArrayAsOneWriteWouldAndTakesUpAnothe
   ASSERT_EQ(stored.asArray()->size(), 2u);
   EXPECT_EQ((*stored.asArray())[0], foreign[0]);
   EXPECT_EQ((*stored.asArray())[1].asDictionary()->get(dev_scheduler::kRecordPeerPIDKey), Value::integer(1004));
+
+  // Rewritten in place by another writer: the same file, other contents, which are appended to.
+  const platform::Array rewritten = {Value::integer(7), Value::integer(8), Value::integer(9)};
+  const std::optional<platform::Bytes> text =
+      platform::dataWithPropertyList(Value::array(rewritten), platform::PropertyListFormat::XML, nullptr);
+  const int fd = ::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC);
+  ASSERT_GE(fd, 0);
+  ASSERT_EQ(::write(fd, text->data(), text->size()), static_cast<ssize_t>(text->size()));
+  ::close(fd);
+  ASSERT_TRUE(record.append(requestFor(5), nullptr));
+  const Value taken = dev_scheduler::readStateFile(path, nullptr, nullptr);
+  ASSERT_NE(taken.asArray(), nullptr);
+  ASSERT_EQ(taken.asArray()->size(), 4u);
+  EXPECT_EQ((*taken.asArray())[2], Value::integer(9));
+
+  // Removed: made anew with the next record alone, not written into the file that is gone.
+  ASSERT_EQ(::unlink(path.c_str()), 0);
+  ASSERT_TRUE(record.append(requestFor(6), nullptr));
+  const Value made = dev_scheduler::readStateFile(path, nullptr, nullptr);
+  ASSERT_NE(made.asArray(), nullptr);
+  ASSERT_EQ(made.asArray()->size(), 1u);
+  EXPECT_EQ((*made.asArray())[0].asDictionary()->get(dev_scheduler::kRecordPeerPIDKey), Value::integer(1006));
 }
 
 }  // namespace
