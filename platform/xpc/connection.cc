@@ -28,11 +28,17 @@ struct XPCConnection::State : std::enable_shared_from_this<State> {
   const std::string name;
   const QueueRef targetQueue;
 
+  // Who reads the live socket: nobody between requests, a synchronous sender
+  // on its own thread while it waits, or a thread of the connection's own
+  // once replies are due on queues.
+  enum class Reader : std::uint8_t { None, Caller, Thread };
+
   std::mutex mutex;  // guards everything below
   Handler eventHandler;
   bool resumed = false;
   bool invalid = false;
   std::shared_ptr<XPCSocket> socket;  // null until the next send connects
+  Reader reader = Reader::None;
   std::uint64_t nextMessageId = 1;
   std::map<std::uint64_t, Pending> pending;
 
@@ -71,6 +77,59 @@ struct XPCConnection::State : std::enable_shared_from_this<State> {
     }
   }
 
+  // Under `mutex`: the live socket (if any) closed with `type`; the event
+  // handler and every pending request learn it, and an invalid connection stays so.
+  void endLocked(XPCObject::Type type) {
+    const std::shared_ptr<XPCSocket> ended = std::move(socket);
+    reader = Reader::None;
+    if (type == XPCObject::Type::ConnectionInvalid) invalid = true;
+    postEventLocked(XPCObject::error(type), takePendingLocked());
+    if (ended) ended->shutdown();
+  }
+
+  // Ends `ended` with `type` if it is still the live socket.
+  void end(const std::shared_ptr<XPCSocket>& ended, XPCObject::Type type) {
+    std::lock_guard lock(mutex);
+    if (ended && socket == ended) endLocked(type);
+  }
+
+  static XPCObject::Type endingOf(XPCSocket::Received received) {
+    return received == XPCSocket::Received::EndOfStream ? XPCObject::Type::ConnectionInterrupted
+                                                        : XPCObject::Type::ConnectionInvalid;
+  }
+
+  // Under `mutex`: a frame read from the live socket, delivered.
+  void takeFrameLocked(XPCFrame frame) {
+    if (frame.replyTo == 0) {
+      // A message the service sent on its own.
+      postEventLocked(XPCObject::dictionary(std::move(frame.message)));
+      return;
+    }
+    auto it = pending.find(frame.replyTo);
+    if (it == pending.end()) return;  // answers nothing we wait for
+    const Pending request = std::move(it->second);
+    pending.erase(it);
+    deliver(request, XPCObject::dictionary(std::move(frame.message)));
+  }
+
+  // Under `mutex`, while nobody reads: what the service sent since the last
+  // read, so that a stream it closed meanwhile ends here and the send that
+  // asks connects again.
+  void takeUpWhatCameLocked() {
+    while (socket) {
+      XPCRawFrame raw;
+      const XPCSocket::Received received = socket->receiveAvailable(&raw, nullptr);
+      if (received == XPCSocket::Received::Incomplete) return;
+      std::optional<XPCFrame> frame;
+      if (received == XPCSocket::Received::Frame) frame = decodeXPCFrame(raw, nullptr);
+      if (!frame) {
+        endLocked(endingOf(received));
+        return;
+      }
+      takeFrameLocked(std::move(*frame));
+    }
+  }
+
   // Under `mutex`: the socket, connecting first when there is none. Null when
   // the connection was never resumed or is invalid; a failed connect makes it
   // invalid and fails what is pending.
@@ -79,52 +138,54 @@ struct XPCConnection::State : std::enable_shared_from_this<State> {
     if (socket) return socket;
     std::unique_ptr<XPCSocket> made = XPCSocket::connectToService(name, nullptr);
     if (!made) {
-      invalid = true;
-      postEventLocked(XPC_ERROR_CONNECTION_INVALID, takePendingLocked());
+      endLocked(XPCObject::Type::ConnectionInvalid);
       return nullptr;
     }
     socket = std::move(made);
-    std::thread(&State::readLoop, shared_from_this(), socket).detach();
     return socket;
   }
 
-  // Ends `ended` (if it is still the live socket) with `type`: the event
-  // handler and every pending request learn it; an invalid connection stays so.
-  void end(const std::shared_ptr<XPCSocket>& ended, XPCObject::Type type) {
-    {
-      std::lock_guard lock(mutex);
-      if (!ended || socket != ended) return;
-      socket = nullptr;
-      if (type == XPCObject::Type::ConnectionInvalid) invalid = true;
-      postEventLocked(XPCObject::error(type), takePendingLocked());
-    }
-    ended->shutdown();
+  void startReadingThreadLocked() {
+    reader = Reader::Thread;
+    std::thread(&State::readLoop, shared_from_this(), socket).detach();
   }
 
-  void readLoop(std::shared_ptr<XPCSocket> reading) {
-    for (;;) {
-      XPCFrame frame;
-      const XPCSocket::Received received = reading->receiveFrame(&frame, nullptr);
-      if (received != XPCSocket::Received::Frame) {
-        end(reading, received == XPCSocket::Received::Malformed ? XPCObject::Type::ConnectionInvalid
-                                                                : XPCObject::Type::ConnectionInterrupted);
-        return;
-      }
-      std::optional<Pending> request;
-      {
-        std::lock_guard lock(mutex);
-        if (frame.replyTo == 0) {
-          // A message the service sent on its own.
-          postEventLocked(XPCObject::dictionary(std::move(frame.message)));
-          continue;
-        }
-        auto it = pending.find(frame.replyTo);
-        if (it == pending.end()) continue;  // answers nothing we wait for
-        request = std::move(it->second);
-        pending.erase(it);
-      }
-      deliver(*request, XPCObject::dictionary(std::move(frame.message)));
+  // Reads one frame from `reading` and delivers it; false once the stream ended.
+  bool readOne(const std::shared_ptr<XPCSocket>& reading) {
+    XPCFrame frame;
+    const XPCSocket::Received received = reading->receiveFrame(&frame, nullptr);
+    if (received != XPCSocket::Received::Frame) {
+      end(reading, endingOf(received));
+      return false;
     }
+    std::lock_guard lock(mutex);
+    takeFrameLocked(std::move(frame));
+    return true;
+  }
+
+  void readLoop(const std::shared_ptr<XPCSocket>& reading) {
+    while (readOne(reading)) {
+    }
+  }
+
+  // Reads on the calling thread until `answered()`, unless somebody else
+  // reads already: a synchronous send needs no thread of its own. Requests
+  // still pending then are left to a reading thread.
+  void readUntil(const std::function<bool()>& answered) {
+    std::shared_ptr<XPCSocket> reading;
+    {
+      std::lock_guard lock(mutex);
+      if (!socket || reader != Reader::None) return;
+      reader = Reader::Caller;
+      reading = socket;
+    }
+    while (!answered() && readOne(reading)) {
+    }
+    std::lock_guard lock(mutex);
+    // An ended socket's reader was let go with it.
+    if (socket != reading || reader != Reader::Caller) return;
+    reader = Reader::None;
+    if (!pending.empty()) startReadingThreadLocked();
   }
 
   // Sends `message`; with `request`, registers it for the reply first, so
@@ -141,11 +202,14 @@ struct XPCConnection::State : std::enable_shared_from_this<State> {
     std::uint64_t messageId = 0;
     {
       std::lock_guard lock(mutex);
+      if (reader == Reader::None) takeUpWhatCameLocked();
       if (request && resumed && !invalid) {
         messageId = nextMessageId++;
         pending.emplace(messageId, *request);
       }
       sending = connectedLocked();
+      // A reply due on a queue needs a reader that waits for nothing else.
+      if (sending && messageId != 0 && request->queue && reader == Reader::None) startReadingThreadLocked();
     }
     if (messageId == 0 && request) {
       deliver(*request, XPC_ERROR_CONNECTION_INVALID);
@@ -177,15 +241,8 @@ void XPCConnection::resume() {
 }
 
 void XPCConnection::cancel() {
-  std::shared_ptr<XPCSocket> closing;
-  {
-    std::lock_guard lock(state_->mutex);
-    if (state_->invalid) return;
-    state_->invalid = true;
-    closing = std::move(state_->socket);
-    state_->postEventLocked(XPC_ERROR_CONNECTION_INVALID, state_->takePendingLocked());
-  }
-  if (closing) closing->shutdown();
+  std::lock_guard lock(state_->mutex);
+  if (!state_->invalid) state_->endLocked(XPCObject::Type::ConnectionInvalid);
 }
 
 void XPCConnection::sendMessage(const Dictionary& message) { state_->send(message, std::nullopt); }
@@ -206,6 +263,10 @@ XPCObject XPCConnection::sendMessageWithReplySync(const Dictionary& message) {
                                          waiter->reply = reply;
                                          waiter->arrived.notify_all();
                                        }});
+  state_->readUntil([&] {
+    std::lock_guard lock(waiter->mutex);
+    return waiter->reply.has_value();
+  });
   std::unique_lock lock(waiter->mutex);
   waiter->arrived.wait(lock, [&] { return waiter->reply.has_value(); });
   return *waiter->reply;

@@ -15,6 +15,11 @@
 // send connects again. The event handler learns of a failure before the
 // requests it fails do. Replies are matched to requests by message id; a reply
 // that matches nothing is dropped.
+//
+// A synchronous send reads the socket on the caller's thread; a thread of the
+// connection's own reads only while replies are due on queues. Between
+// requests nobody reads: what the service sent meanwhile (messages of its own,
+// the closing of the stream) reaches the event handler at the next send.
 #pragma once
 
 #include <cstdint>

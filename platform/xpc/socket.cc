@@ -113,31 +113,36 @@ std::optional<std::size_t> XPCSocket::sendAvailable(std::span<const std::uint8_t
   }
 }
 
-XPCSocket::Received XPCSocket::readOnce(int flags, XPCRawFrame* frame, ErrorRef* error) {
+XPCSocket::Received XPCSocket::readSome(int flags, XPCRawFrame* frame, ErrorRef* error) {
   std::uint8_t chunk[kReadChunk];
-  const ssize_t n = ::recv(fd_, chunk, std::min(sizeof chunk, reader_.missing()), flags);
-  if (n > 0) {
-    switch (reader_.append({chunk, static_cast<std::size_t>(n)}, error)) {
-      case XPCFrameReader::Progress::Partial:
-        return Received::Incomplete;
-      case XPCFrameReader::Progress::Malformed:
-        return Received::Malformed;
-      case XPCFrameReader::Progress::Complete:
-        frame->header = reader_.header();
-        frame->body = reader_.takeBody();
-        return Received::Frame;
+  // A header and its body mostly arrive together: the body is asked for at
+  // once, up to one chunk of it, before the caller waits again.
+  for (int reads = 0; reads < 2; ++reads) {
+    const ssize_t n = ::recv(fd_, chunk, std::min(sizeof chunk, reader_.missing()), flags);
+    if (n > 0) {
+      switch (reader_.append({chunk, static_cast<std::size_t>(n)}, error)) {
+        case XPCFrameReader::Progress::Partial:
+          continue;
+        case XPCFrameReader::Progress::Malformed:
+          return Received::Malformed;
+        case XPCFrameReader::Progress::Complete:
+          frame->header = reader_.header();
+          frame->body = reader_.takeBody();
+          return Received::Frame;
+      }
     }
+    if (n == 0 || errno == ECONNRESET || errno == EPIPE || errno == ESHUTDOWN) return Received::EndOfStream;
+    if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK) return Received::Incomplete;
+    if (error) *error = xpcErrnoError(errno, "receive");
+    return Received::Malformed;
   }
-  if (n == 0 || errno == ECONNRESET || errno == EPIPE || errno == ESHUTDOWN) return Received::EndOfStream;
-  if (errno == EINTR || errno == EAGAIN || errno == EWOULDBLOCK) return Received::Incomplete;
-  if (error) *error = xpcErrnoError(errno, "receive");
-  return Received::Malformed;
+  return Received::Incomplete;
 }
 
 XPCSocket::Received XPCSocket::receiveFrame(XPCFrame* frame, ErrorRef* error) {
   XPCRawFrame raw;
   Received received;
-  while ((received = readOnce(0, &raw, error)) == Received::Incomplete) {
+  while ((received = readSome(0, &raw, error)) == Received::Incomplete) {
   }
   if (received != Received::Frame) return received;
   std::optional<XPCFrame> decoded = decodeXPCFrame(raw, error);
@@ -147,7 +152,7 @@ XPCSocket::Received XPCSocket::receiveFrame(XPCFrame* frame, ErrorRef* error) {
 }
 
 XPCSocket::Received XPCSocket::receiveAvailable(XPCRawFrame* frame, ErrorRef* error) {
-  return readOnce(MSG_DONTWAIT, frame, error);
+  return readSome(MSG_DONTWAIT, frame, error);
 }
 
 void XPCSocket::shutdown() { ::shutdown(fd_, SHUT_RDWR); }

@@ -99,8 +99,9 @@ class XPCSocket {
   void shutdown();
 
  private:
-  // One read of at most what the frame being read lacks, with recv `flags`.
-  Received readOnce(int flags, XPCRawFrame* frame, ErrorRef* error);
+  // Reads of at most what the frame being read lacks, with recv `flags`: a
+  // second one when the first completed only the header.
+  Received readSome(int flags, XPCRawFrame* frame, ErrorRef* error);
 
   const int fd_;
   std::mutex sendMutex_;   // one frame at a time

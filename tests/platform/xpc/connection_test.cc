@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <future>
 #include <mutex>
 #include <thread>
@@ -73,6 +74,25 @@ TEST_F(XPCConnectionTest, RepliesAreMatchedByIdWhateverTheirOrder) {
   std::lock_guard lock(mutex);
   EXPECT_EQ(seen.pid, getpid());
   EXPECT_EQ(seen.uid, geteuid());
+}
+
+TEST_F(XPCConnectionTest, WhatCameBetweenRequestsIsTakenUpAndAClosedStreamConnectsAgain) {
+  // After the first reply the service sends a message of its own and closes the stream.
+  std::atomic<bool> closed = false;
+  TestService service(kService, [&](const std::shared_ptr<XPCPeer>& peer, XPCFrame frame) {
+    peer->reply(frame.messageId, {{"echo", frame.message.get("message")}}, nullptr);
+    if (frame.message.get("message") != Value::integer(1)) return;
+    peer->reply(0, {{"notice", Value::boolean(true)}}, nullptr);
+    peer->close();
+    closed = true;
+  });
+  XPCConnectionRef connection = connect();
+  EXPECT_EQ(connection->sendMessageWithReplySync(request(1)).asDictionary().get("echo"), Value::integer(1));
+  while (!closed) std::this_thread::yield();
+  EXPECT_EQ(connection->sendMessageWithReplySync(request(2)).asDictionary().get("echo"), Value::integer(2));
+  queue_->sync([] {});
+  EXPECT_EQ(events(), (Types{XPCObject::Type::Dictionary, XPCObject::Type::ConnectionInterrupted}));
+  EXPECT_EQ(service.connections(), 2);
 }
 
 TEST_F(XPCConnectionTest, AMissingServiceMakesTheConnectionInvalidForGood) {
