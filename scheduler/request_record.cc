@@ -39,13 +39,6 @@ std::optional<std::string> itemText(const platform::Value& record, platform::Err
   return std::string(text.substr(opening + kArrayOpening.size()));
 }
 
-// The same file, unchanged: every write changes its size or time, every
-// replacement makes a new one.
-bool sameFile(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
-         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec;
-}
-
 // 0, or the errno value of a failing write of all of `text` at `offset`.
 int writeAllAt(int fd, std::string_view text, off_t offset) {
   while (!text.empty()) {
@@ -70,7 +63,7 @@ void RequestRecord::forgetFile() {
 
 bool RequestRecord::appendedInPlace(const std::string& item, platform::ErrorRef* error) {
   struct stat now {};
-  if (fd_ < 0 || !written_ || ::stat(path_.c_str(), &now) != 0 || !sameFile(now, *written_) ||
+  if (fd_ < 0 || !written_ || ::stat(path_.c_str(), &now) != 0 || !sameFileUnchanged(now, *written_) ||
       now.st_size < static_cast<off_t>(kArrayClosing.size())) {
     return false;
   }
@@ -96,9 +89,8 @@ bool RequestRecord::rewritten(const platform::Value& record, platform::ErrorRef*
   }
   platform::Array records = missing ? platform::Array() : *stored.asArray();
   records.push_back(record);
-  const std::optional<platform::Bytes> contents =
-      platform::dataWithPropertyList(platform::Value::array(std::move(records)), platform::PropertyListFormat::XML,
-                                     error);
+  const std::optional<platform::Bytes> contents = platform::dataWithPropertyList(
+      platform::Value::array(std::move(records)), platform::PropertyListFormat::XML, error);
   if (!contents || !writeStateFileContents(path_, *contents, error)) return false;
   // Kept open for the next record, which goes in place while nobody else
   // writes the file.

@@ -44,7 +44,8 @@ class RequestRecord {
 
  private:
   // Writes `item` (a record's text with the closing after it) in place when
-  // the file is still the one last written; false when it is not.
+  // the file is still the one last written: true then, with an error when the
+  // write failed. False when the file changed, and nothing was written.
   bool appendedInPlace(const std::string& item, platform::ErrorRef* error);
   // Replaces the file with its records read anew and `record` after them.
   bool rewritten(const platform::Value& record, platform::ErrorRef* error);

@@ -14,6 +14,8 @@
 //   scheduler.log    what a scheduler started in the background reports
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -88,6 +90,14 @@ inline platform::Value readStateFile(const std::string& path, bool* missing, pla
     return {};
   }
   return platform::propertyListWithData(contents, nullptr, error);
+}
+
+// True when `a` and `b` describe the same file, unchanged between them: a
+// replacement is another file, and every write changes the times.
+inline bool sameFileUnchanged(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+         a.st_mtim.tv_sec == b.st_mtim.tv_sec && a.st_mtim.tv_nsec == b.st_mtim.tv_nsec &&
+         a.st_ctim.tv_sec == b.st_ctim.tv_sec && a.st_ctim.tv_nsec == b.st_ctim.tv_nsec;
 }
 
 // Replaces the file at `path` (mode 0644) with `contents`, in one step, so

@@ -1,5 +1,6 @@
 #include "scheduler/state_store.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -19,6 +20,16 @@ bool StateStore::makeDirectory(const std::string& directory, platform::ErrorRef*
 
 std::optional<platform::Dictionary> StateStore::readDictionary(const char* file, bool* missing,
                                                                platform::ErrorRef* error) const {
+  // Looked at before it is read: should it change in between, the next use
+  // reads it again.
+  struct stat identity {};
+  const bool known = ::stat(path(file).c_str(), &identity) == 0;
+  if (const auto it = read_.find(file);
+      known && it != read_.end() && sameFileUnchanged(it->second.identity, identity)) {
+    if (missing) *missing = false;
+    return it->second.contents;
+  }
+  read_.erase(file);
   const platform::Value stored = readStateFile(path(file), missing, error);
   if (!stored) return std::nullopt;
   const platform::Dictionary* dictionary = stored.asDictionary();
@@ -26,6 +37,7 @@ std::optional<platform::Dictionary> StateStore::readDictionary(const char* file,
     if (error) *error = fileError("no dictionary in", path(file), EINVAL);
     return std::nullopt;
   }
+  if (known) read_.insert_or_assign(file, ReadFile{identity, *dictionary});
   return *dictionary;
 }
 

@@ -1,8 +1,13 @@
-// The scheduler's state, kept in the files of its state directory and read
-// afresh at every use, so that a test may change a file while the scheduler
-// serves. Not synchronized: the caller serializes the requests that use it.
+// The scheduler's state, kept in the files of its state directory and looked
+// at afresh at every use, so that a test may change a file while the scheduler
+// serves. A file found unchanged since it was last read (the same file, the
+// same size and times) is not read again. Not synchronized: the caller
+// serializes the requests that use it.
 #pragma once
 
+#include <sys/stat.h>
+
+#include <map>
 #include <optional>
 #include <string>
 
@@ -48,7 +53,13 @@ class StateStore {
   // set) or, with an error, when it cannot be read or holds something else.
   std::optional<platform::Dictionary> readDictionary(const char* file, bool* missing, platform::ErrorRef* error) const;
 
+  struct ReadFile {
+    struct stat identity;
+    platform::Dictionary contents;
+  };
+
   std::string directory_;
+  mutable std::map<std::string, ReadFile, std::less<>> read_;  // by file name
 };
 
 }  // namespace dev_scheduler
