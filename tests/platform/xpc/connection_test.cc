@@ -76,6 +76,29 @@ TEST_F(XPCConnectionTest, RepliesAreMatchedByIdWhateverTheirOrder) {
   EXPECT_EQ(seen.uid, geteuid());
 }
 
+TEST_F(XPCConnectionTest, AReplyDueOnAQueueStillComesWhenTheSynchronousSendBeforeItReturns) {
+  // The service answers the synchronous request only once the queued one came, and the queued one after it.
+  std::mutex mutex;
+  std::vector<XPCFrame> held;
+  TestService service(kService, [&](const std::shared_ptr<XPCPeer>& peer, XPCFrame frame) {
+    std::lock_guard lock(mutex);
+    held.push_back(std::move(frame));
+    if (held.size() < 2) return;
+    for (const XPCFrame& request : held) peer->reply(request.messageId, {{"echo", request.message.get("message")}}, nullptr);
+  });
+  XPCConnectionRef connection = connect();
+  auto synchronous = std::async(std::launch::async, [&] { return connection->sendMessageWithReplySync(request(1)); });
+  while (service.connections() == 0) std::this_thread::yield();
+  auto queued = std::make_shared<std::promise<Value>>();
+  std::future<Value> answered = queued->get_future();
+  connection->sendMessageWithReply(request(2), queue_, [queued](const XPCObject& reply) {
+    queued->set_value(reply.asDictionary().get("echo"));
+  });
+  EXPECT_EQ(synchronous.get().asDictionary().get("echo"), Value::integer(1));
+  ASSERT_EQ(answered.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  EXPECT_EQ(answered.get(), Value::integer(2));
+}
+
 TEST_F(XPCConnectionTest, WhatCameBetweenRequestsIsTakenUpAndAClosedStreamConnectsAgain) {
   // After the first reply the service sends a message of its own and closes the stream.
   std::atomic<bool> closed = false;
