@@ -12,12 +12,12 @@
 
 namespace platform {
 
-// Everything a connection shares with the thread that reads its socket. The
-// reader holds it too, so a connection released while a reply is pending
+// Everything a connection shares with whoever reads its socket. A reading
+// thread holds it too, so a connection released while a reply is pending
 // still delivers that reply.
 struct XPCConnection::State : std::enable_shared_from_this<State> {
   // A request waiting for its reply: delivered on `queue`, or, for a
-  // synchronous send, straight from the reading thread when `queue` is null.
+  // synchronous send, straight from the thread that read it when `queue` is null.
   struct Pending {
     QueueRef queue;
     Handler handler;
