@@ -70,6 +70,14 @@ std::array<std::uint8_t, kXPCFrameHeaderSize> encodeXPCFrameHeader(const XPCFram
   return bytes;
 }
 
+Bytes encodeXPCFrame(const XPCFrameHeader& header, std::span<const std::uint8_t> body) {
+  const auto head = encodeXPCFrameHeader(header);
+  Bytes frame(head.size() + body.size());
+  std::copy(head.begin(), head.end(), frame.begin());
+  std::copy(body.begin(), body.end(), frame.begin() + static_cast<std::ptrdiff_t>(head.size()));
+  return frame;
+}
+
 std::optional<XPCFrameHeader> decodeXPCFrameHeader(std::span<const std::uint8_t> bytes,
                                                    ErrorRef* error) {
   if (bytes.size() < kXPCFrameHeaderSize) {

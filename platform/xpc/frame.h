@@ -41,6 +41,10 @@ struct XPCFrameHeader {
 // so that a test peer can announce a body over the limit.
 std::array<std::uint8_t, kXPCFrameHeaderSize> encodeXPCFrameHeader(const XPCFrameHeader& header);
 
+// A whole frame: the header's bytes for `header`, then `body`, in one buffer
+// that goes out with one send.
+Bytes encodeXPCFrame(const XPCFrameHeader& header, std::span<const std::uint8_t> body);
+
 // Reads the header at the start of `bytes`. Returns nullopt with an error when
 // fewer than 24 bytes are given, the magic is wrong, the body length is over the
 // limit, or the frame both answers a request and expects a reply.

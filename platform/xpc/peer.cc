@@ -11,10 +11,7 @@ std::span<const std::uint8_t> XPCPeer::unsentLocked() const {
 bool XPCPeer::reply(std::uint64_t requestId, const Dictionary& reply, ErrorRef* error) {
   std::optional<Bytes> body = encodeXPCFrameBody(reply, error);
   if (!body) return false;
-  const auto header = encodeXPCFrameHeader({static_cast<std::uint32_t>(body->size()), 0, requestId});
-  Bytes frame(header.begin(), header.end());
-  frame.insert(frame.end(), body->begin(), body->end());
-  return sendBytes(frame, error);
+  return sendBytes(encodeXPCFrame({static_cast<std::uint32_t>(body->size()), 0, requestId}, *body), error);
 }
 
 bool XPCPeer::sendBytes(std::span<const std::uint8_t> bytes, ErrorRef* error) {

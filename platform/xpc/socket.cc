@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <vector>
 
 namespace platform {
 namespace {
@@ -82,10 +81,7 @@ std::unique_ptr<XPCSocket> XPCSocket::connectToService(std::string_view name, Er
 }
 
 bool XPCSocket::sendFrame(const XPCFrameHeader& header, std::span<const std::uint8_t> body, ErrorRef* error) {
-  const auto head = encodeXPCFrameHeader(header);
-  std::vector<std::uint8_t> frame(head.begin(), head.end());
-  frame.insert(frame.end(), body.begin(), body.end());
-  return sendBytes(frame, error);
+  return sendBytes(encodeXPCFrame(header, body), error);
 }
 
 bool XPCSocket::sendBytes(std::span<const std::uint8_t> bytes, ErrorRef* error) {
