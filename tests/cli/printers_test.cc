@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <time.h>
 
-#include "harness/standard_streams.h"
 #include "harness/saved_environment.h"
+#include "harness/standard_streams.h"
 
 namespace {
 
