@@ -214,13 +214,7 @@ void ServiceLoop::admit(int fd, Clock::time_point now) {
                                         XPCPeerCredentials{credentials.pid, credentials.uid, credentials.gid},
                                         [notices = notices_, id] { notices->post(id, Notices::Kind::OutputWaiting); });
   peer.since = now;
-  if (!rewatch(id, peer, EPOLLIN)) {
-    drop(id);
-    return;
-  }
-  // A client sends as soon as it is connected: its request is mostly there
-  // already, and is read now rather than after another wait.
-  read(id, peer, now);
+  if (!rewatch(id, peer, EPOLLIN)) drop(id);
 }
 
 bool ServiceLoop::evictLongestWaiting() {
