@@ -10,7 +10,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <deque>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -109,6 +109,7 @@ class Reader {
     }
     objectsEnd_ = static_cast<std::size_t>(table);
     slotNumbers_.assign(static_cast<std::size_t>(objectCount_), 0);
+    slots_.limit(static_cast<std::size_t>(objectCount_));
     return true;
   }
 
@@ -130,10 +131,7 @@ class Reader {
   // it; nullptr on failure.
   const Slot* object(std::uint64_t index, std::size_t depth) {
     std::uint32_t& number = slotNumbers_[index];
-    if (number == 0) {
-      slots_.emplace_back();
-      number = static_cast<std::uint32_t>(slots_.size());
-    }
+    if (number == 0) number = static_cast<std::uint32_t>(slots_.add() + 1);
     Slot& slot = slots_[number - 1];
     if (slot.state == State::Read) {
       if (depth + slot.height > codec::kMaxNestingDepth) {
@@ -296,14 +294,13 @@ class Reader {
       return true;
     }
     if (kind == kAsciiString) {
-      const std::uint8_t* high =
-          std::find_if(bytes, bytes + count, [](std::uint8_t b) { return b >= 0x80; });
-      if (high != bytes + count) {
-        return fail(where, "byte 0x%02X at byte %zu of an ASCII string", *high,
-                    at + static_cast<std::size_t>(high - bytes));
+      const std::string_view text(reinterpret_cast<const char*>(bytes), count);
+      const std::size_t ascii = codec::asciiPrefixLength(text);
+      if (ascii != text.size()) {
+        return fail(where, "byte 0x%02X at byte %zu of an ASCII string", bytes[ascii], at + ascii);
       }
       slot.isAscii = true;
-      slot.ascii = std::string_view(reinterpret_cast<const char*>(bytes), count);
+      slot.ascii = text;
       return true;
     }
     std::string text;
@@ -449,11 +446,40 @@ class Reader {
   std::uint64_t objectCount_ = 0;
   std::uint64_t topObject_ = 0;
   const codec::ExpansionBudget budget_;
+  // Slots in chunks that double in size, none past the object count: they keep
+  // their address as others are added, and a document of n objects costs about
+  // log2(n) allocations for them.
+  class SlotChunks {
+   public:
+    void limit(std::size_t most) { most_ = most; }
+    // A new slot's place.
+    std::size_t add() {
+      if (count_ == capacity_) {
+        const std::size_t size = std::min(kFirstChunk << chunks_.size(), most_ - capacity_);
+        chunks_.push_back(std::make_unique<Slot[]>(size));
+        capacity_ += size;
+      }
+      return count_++;
+    }
+    // Chunk c starts at place kFirstChunk * (2^c - 1).
+    Slot& operator[](std::size_t place) {
+      const std::size_t chunk = std::bit_width(place / kFirstChunk + 1) - 1;
+      return chunks_[chunk][place - kFirstChunk * ((std::size_t{1} << chunk) - 1)];
+    }
+
+   private:
+    static constexpr std::size_t kFirstChunk = 32;
+    std::vector<std::unique_ptr<Slot[]>> chunks_;
+    std::size_t count_ = 0;
+    std::size_t capacity_ = 0;
+    std::size_t most_ = 0;
+  };
+
   // Only objects that are reached get a slot, so a huge offset table behind a
-  // small document costs four bytes per entry; slots keep their address as
-  // others are added. An object's number is its slot's place plus one, 0 when unread.
+  // small document costs four bytes per entry. An object's number is its slot's
+  // place plus one, 0 when unread.
   std::vector<std::uint32_t> slotNumbers_;
-  std::deque<Slot> slots_;
+  SlotChunks slots_;
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 namespace platform::codec {
 namespace {
@@ -88,20 +89,7 @@ constexpr std::array<std::int8_t, 256> kBase64Values = makeBase64Values();
 
 bool isAsciiSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\f' || c == '\v'; }
 
-std::uint64_t saturatingSum(std::uint64_t a, std::uint64_t b) { return a > UINT64_MAX - b ? UINT64_MAX : a + b; }
-
-std::uint64_t saturatingProduct(std::uint64_t a, std::uint64_t b) {
-  return b != 0 && a > UINT64_MAX / b ? UINT64_MAX : a * b;
-}
-
 }  // namespace
-
-std::uint64_t Weight::at(std::size_t depth) const { return saturatingSum(atTop, saturatingProduct(depth, objects)); }
-
-void Weight::hold(const Weight& item, std::size_t levels) {
-  atTop = saturatingSum(atTop, item.at(levels));
-  objects = saturatingSum(objects, item.objects);
-}
 
 ExpansionBudget::ExpansionBudget(std::size_t storedBytes) {
   // Capped far above any real document, so that the limit itself never overflows.
@@ -309,6 +297,18 @@ bool Utf16ToUtf8::push(char16_t unit) {
     appendUtf8(out_, unit);
   }
   return true;
+}
+
+std::size_t asciiPrefixLength(std::string_view text) {
+  // Eight bytes at a time while no high bit is set; the word that has one is looked at bytewise.
+  constexpr std::uint64_t kHighBits = 0x8080808080808080ULL;
+  std::size_t at = 0;
+  for (std::uint64_t word; at + 8 <= text.size(); at += 8) {
+    std::memcpy(&word, text.data() + at, 8);
+    if (word & kHighBits) break;
+  }
+  while (at < text.size() && static_cast<unsigned char>(text[at]) < 0x80) ++at;
+  return at;
 }
 
 std::size_t decodeUtf8(std::string_view text, std::size_t i, char32_t& cp) {

@@ -32,10 +32,24 @@ struct Weight {
   static Weight object(std::uint64_t payload) { return {1 + payload, 1}; }
 
   // What it weighs standing `depth` levels down.
-  std::uint64_t at(std::size_t depth) const;
+  std::uint64_t at(std::size_t depth) const { return saturatingSum(atTop, saturatingProduct(depth, objects)); }
 
   // Takes `item`, which stands `levels` below this object, into this object's weight.
-  void hold(const Weight& item, std::size_t levels);
+  // Inline, as readers and writers call it for every object.
+  void hold(const Weight& item, std::size_t levels) {
+    atTop = saturatingSum(atTop, item.at(levels));
+    objects = saturatingSum(objects, item.objects);
+  }
+
+ private:
+  static std::uint64_t saturatingSum(std::uint64_t a, std::uint64_t b) {
+    std::uint64_t sum;
+    return __builtin_add_overflow(a, b, &sum) ? UINT64_MAX : sum;
+  }
+  static std::uint64_t saturatingProduct(std::uint64_t a, std::uint64_t b) {
+    std::uint64_t product;
+    return __builtin_mul_overflow(a, b, &product) ? UINT64_MAX : product;
+  }
 };
 
 // A document that shares objects (a binary property list through its object
@@ -109,6 +123,9 @@ std::string encodeBase64(std::span<const std::uint8_t> bytes);
 // Decodes base64, skipping ASCII white space anywhere. Nullopt on a character
 // outside the alphabet, on misplaced padding or on a truncated final group.
 std::optional<Bytes> decodeBase64(std::string_view text);
+
+// How many bytes `text` starts with below 0x80: its size when it is all ASCII.
+std::size_t asciiPrefixLength(std::string_view text);
 
 // Decodes the UTF-8 sequence that starts at text[i] into `cp`. Returns its
 // length, or 0 when it is malformed: overlong, a surrogate, beyond U+10FFFF or
