@@ -12,8 +12,9 @@
 #include <bit>
 #include <cinttypes>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
-#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "platform/plist/binary_format.h"
@@ -86,9 +87,21 @@ void encodeData(std::string& out, const Bytes& bytes) {
   out.append(bytes.begin(), bytes.end());
 }
 
+// Writes into room made beforehand, so that a byte costs no check of capacity.
+struct ByteCursor {
+  using value_type = std::uint8_t;
+  std::uint8_t* at;
+  void push_back(std::uint8_t byte) { *at++ = byte; }
+  void append(const char* bytes, std::size_t size) {
+    std::memcpy(at, bytes, size);
+    at += size;
+  }
+  std::size_t offsetIn(const Bytes& out) const { return static_cast<std::size_t>(at - out.data()); }
+};
+
 // ASCII as it is, anything else as big-endian UTF-16; false for invalid UTF-8.
 bool encodeString(std::string& out, const std::string& text) {
-  if (std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; })) {
+  if (codec::asciiPrefixLength(text) == text.size()) {
     appendMarkerWithCount(out, kAsciiString, text.size());
     out.append(text);
     return true;
@@ -105,6 +118,54 @@ void encodeUid(std::string& out, Uid uid) {
   appendMarker(out, static_cast<std::uint8_t>(kUid | (size - 1)));
   appendBigEndian(out, uid.index, size);
 }
+
+// Open addressing with linear probes over slots that keep their key's hash, so
+// that a probe compares keys only when the hashes agree and growing hashes
+// nothing again. The table stays at most half full, so that probes stay short.
+template <typename Slot>
+class ProbedTable {
+ public:
+  std::size_t size() const { return count_; }
+
+  // The slot of hash `hash` that `same` accepts; nullptr when there is none.
+  template <typename Same>
+  Slot* find(std::size_t hash, Same same) {
+    if (slots_.empty()) return nullptr;
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t at = hash & mask; !slots_[at].isFree(); at = (at + 1) & mask) {
+      if (slots_[at].hash == hash && same(slots_[at])) return &slots_[at];
+    }
+    return nullptr;
+  }
+
+  // A free slot for a new key of hash `hash`, marked with it, for the caller to
+  // fill; it stays where it is until the next insertion.
+  Slot& insert(std::size_t hash) {
+    if (2 * (count_ + 1) > slots_.size()) grow();
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t at = hash & mask;
+    while (!slots_[at].isFree()) at = (at + 1) & mask;
+    ++count_;
+    slots_[at].hash = hash;
+    return slots_[at];
+  }
+
+ private:
+  void grow() {
+    std::vector<Slot> slots(std::max<std::size_t>(64, 2 * slots_.size()));
+    const std::size_t mask = slots.size() - 1;
+    for (const Slot& slot : slots_) {
+      if (slot.isFree()) continue;
+      std::size_t at = slot.hash & mask;
+      while (!slots[at].isFree()) at = (at + 1) & mask;
+      slots[at] = slot;
+    }
+    slots_ = std::move(slots);
+  }
+
+  std::vector<Slot> slots_;
+  std::size_t count_ = 0;
+};
 
 class Writer {
  public:
@@ -197,37 +258,20 @@ class Writer {
   // bytes are kept instead, or a new object.
   bool addScalar(std::size_t begin, std::uint64_t payload, Placed& placed) {
     const std::string_view encoding = std::string_view(encodings_).substr(begin);
-    if (2 * (scalarCount_ + 1) > scalarSlots_.size()) growScalarSlots();
     const std::size_t hash = std::hash<std::string_view>{}(encoding);
-    const std::size_t mask = scalarSlots_.size() - 1;
-    std::size_t at = hash & mask;
-    // The hash kept in each slot spares a look at the bytes of every other scalar on the way.
-    while (scalarSlots_[at].number != 0 &&
-           (scalarSlots_[at].hash != hash || encodingOf(objects_[scalarSlots_[at].number - 1]) != encoding)) {
-      at = (at + 1) & mask;
-    }
-    if (scalarSlots_[at].number == 0) {
-      scalarSlots_[at] = {objects_.size() + 1, hash};
-      objects_.push_back({0, begin, encoding.size()});
-      ++scalarCount_;
-    } else {
+    std::uint64_t number;
+    if (const ScalarSlot* seen = scalars_.find(hash, [&](const ScalarSlot& slot) {
+          return encodingOf(objects_[slot.number - 1]) == encoding;
+        })) {
+      number = seen->number;
       encodings_.resize(begin);
+    } else {
+      number = objects_.size() + 1;
+      scalars_.insert(hash).number = number;
+      objects_.push_back({0, begin, encoding.size()});
     }
-    placed = {scalarSlots_[at].number - 1, 0, codec::Weight::object(payload)};
+    placed = {number - 1, 0, codec::Weight::object(payload)};
     return true;
-  }
-
-  // Doubles the scalar table, which stays at most half full so that probes stay short.
-  void growScalarSlots() {
-    std::vector<ScalarSlot> slots(std::max<std::size_t>(1024, 2 * scalarSlots_.size()));
-    const std::size_t mask = slots.size() - 1;
-    for (const ScalarSlot& slot : scalarSlots_) {
-      if (slot.number == 0) continue;
-      std::size_t at = slot.hash & mask;
-      while (slots[at].number != 0) at = (at + 1) & mask;
-      slots[at] = slot;
-    }
-    scalarSlots_ = std::move(slots);
   }
 
   bool addString(const std::string& text, Placed& placed) {
@@ -239,9 +283,16 @@ class Writer {
     return addScalar(begin, text.size(), placed);
   }
 
-  const Placed* findContainer(const void* storage) const {
-    const auto found = containers_.find(storage);
-    return found == containers_.end() ? nullptr : &found->second;
+  // Storage is aligned, so its address's low bits say little: the high ones are mixed in.
+  static std::size_t storageHash(const void* storage) {
+    const std::uint64_t mixed = reinterpret_cast<std::uintptr_t>(storage) * 0x9E3779B97F4A7C15ULL;
+    return static_cast<std::size_t>(mixed ^ mixed >> 32);
+  }
+
+  const Placed* findContainer(const void* storage) {
+    const ContainerSlot* seen =
+        containers_.find(storageHash(storage), [&](const ContainerSlot& slot) { return slot.storage == storage; });
+    return seen ? &seen->placed : nullptr;
   }
 
   // A container met before is reused when it still fits under the nesting cap here.
@@ -311,41 +362,44 @@ class Writer {
     object.count = pending_.size() - first;
     references_.insert(references_.end(), pending_.begin() + static_cast<std::ptrdiff_t>(first), pending_.end());
     pending_.resize(first);
-    containers_.emplace(storage, placed);
+    ContainerSlot& slot = containers_.insert(storageHash(storage));
+    slot.storage = storage;
+    slot.placed = placed;
     return true;
   }
 
   Bytes emit() const {
     const std::size_t referenceSize = bytesFor(objects_.size() - 1);
-    Bytes out;
-    // Markers and long counts of containers take at most 10 bytes each.
-    out.reserve(kMagic.size() + encodings_.size() + references_.size() * referenceSize + 10 * containers_.size() +
-                8 * objects_.size() + kTrailerSize);
-    out.assign(kMagic.begin(), kMagic.end());
+    // Markers and long counts of containers take at most 10 bytes each, offsets at most 8.
+    Bytes out(kMagic.size() + encodings_.size() + references_.size() * referenceSize + 10 * containers_.size() +
+              8 * objects_.size() + kTrailerSize);
+    ByteCursor cursor{out.data()};
+    cursor.append(kMagic.data(), kMagic.size());
     std::vector<std::uint64_t> offsets;
     offsets.reserve(objects_.size());
     for (const Object& object : objects_) {
-      offsets.push_back(out.size());
+      offsets.push_back(cursor.offsetIn(out));
       if (object.containerKind == 0) {
         const std::string_view encoding = encodingOf(object);
-        out.insert(out.end(), encoding.begin(), encoding.end());
+        cursor.append(encoding.data(), encoding.size());
         continue;
       }
       const std::size_t count = object.containerKind == kDictionary ? object.count / 2 : object.count;
-      appendMarkerWithCount(out, object.containerKind, count);
+      appendMarkerWithCount(cursor, object.containerKind, count);
       for (std::size_t i = object.begin; i < object.begin + object.count; ++i) {
-        appendBigEndian(out, references_[i], referenceSize);
+        appendBigEndian(cursor, references_[i], referenceSize);
       }
     }
-    const std::uint64_t table = out.size();
+    const std::uint64_t table = cursor.offsetIn(out);
     const std::size_t offsetSize = bytesFor(offsets.back());
-    for (std::uint64_t offset : offsets) appendBigEndian(out, offset, offsetSize);
-    out.insert(out.end(), kTrailerOffsetSize, 0);  // unused bytes and sort version
-    out.push_back(static_cast<std::uint8_t>(offsetSize));
-    out.push_back(static_cast<std::uint8_t>(referenceSize));
-    appendBigEndian(out, objects_.size(), 8);
-    appendBigEndian(out, 0, 8);  // the top object is the first one added
-    appendBigEndian(out, table, 8);
+    for (std::uint64_t offset : offsets) appendBigEndian(cursor, offset, offsetSize);
+    for (std::size_t i = 0; i < kTrailerOffsetSize; ++i) cursor.push_back(0);  // unused bytes and sort version
+    cursor.push_back(static_cast<std::uint8_t>(offsetSize));
+    cursor.push_back(static_cast<std::uint8_t>(referenceSize));
+    appendBigEndian(cursor, objects_.size(), 8);
+    appendBigEndian(cursor, 0, 8);  // the top object is the first one added
+    appendBigEndian(cursor, table, 8);
+    out.resize(cursor.offsetIn(out));
     return out;
   }
 
@@ -365,14 +419,19 @@ class Writer {
   std::string encodings_;  // every distinct scalar's encoding, once
   std::vector<std::uint64_t> references_;  // every container's references, each container's together
   std::vector<std::uint64_t> pending_;  // the references of the containers being added, innermost last
-  // Open addressing over the scalars by encoding.
   struct ScalarSlot {
-    std::uint64_t number = 0;  // the object's index plus one; 0 when free
     std::size_t hash = 0;      // of its encoding
+    std::uint64_t number = 0;  // the object's index plus one; 0 when free
+    bool isFree() const { return number == 0; }
   };
-  std::vector<ScalarSlot> scalarSlots_;
-  std::size_t scalarCount_ = 0;
-  std::unordered_map<const void*, Placed> containers_;
+  struct ContainerSlot {
+    std::size_t hash = 0;  // of its storage's address
+    const void* storage = nullptr;  // nullptr when free
+    Placed placed;
+    bool isFree() const { return storage == nullptr; }
+  };
+  ProbedTable<ScalarSlot> scalars_;  // by encoding
+  ProbedTable<ContainerSlot> containers_;  // by storage
 };
 
 }  // namespace
