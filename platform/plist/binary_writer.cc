@@ -32,11 +32,36 @@ std::size_t bytesFor(std::uint64_t value) {
   return 8;
 }
 
-template <typename Out>
-void appendBigEndian(Out& out, std::uint64_t value, std::size_t size) {
-  for (std::size_t i = size; i-- > 0;) {
-    out.push_back(static_cast<typename Out::value_type>(value >> (8 * i)));
+// Writes into room made beforehand, so that a byte costs no check of capacity.
+struct ByteCursor {
+  using value_type = std::uint8_t;
+  std::uint8_t* at;
+  void push_back(std::uint8_t byte) { *at++ = byte; }
+  void append(const char* bytes, std::size_t size) {
+    std::memcpy(at, bytes, size);
+    at += size;
   }
+  std::size_t offsetIn(const Bytes& out) const { return static_cast<std::size_t>(at - out.data()); }
+};
+
+// The `size` (1 to 8) low bytes of `value`, big-endian, as the first `size` bytes of the word returned.
+std::uint64_t bigEndianWord(std::uint64_t value, std::size_t size) {
+  const std::uint64_t word = value << (64 - 8 * size);
+  if constexpr (std::endian::native == std::endian::little) return __builtin_bswap64(word);
+  return word;
+}
+
+// One store of eight bytes, of which the cursor moves past the first `size`: the
+// room must reach seven bytes beyond them, which later bytes overwrite or the end cuts off.
+void appendBigEndian(ByteCursor& out, std::uint64_t value, std::size_t size) {
+  const std::uint64_t word = bigEndianWord(value, size);
+  std::memcpy(out.at, &word, 8);
+  out.at += size;
+}
+
+void appendBigEndian(std::string& out, std::uint64_t value, std::size_t size) {
+  const std::uint64_t word = bigEndianWord(value, size);
+  out.append(reinterpret_cast<const char*>(&word), size);
 }
 
 template <typename Out>
@@ -86,18 +111,6 @@ void encodeData(std::string& out, const Bytes& bytes) {
   appendMarkerWithCount(out, kData, bytes.size());
   out.append(bytes.begin(), bytes.end());
 }
-
-// Writes into room made beforehand, so that a byte costs no check of capacity.
-struct ByteCursor {
-  using value_type = std::uint8_t;
-  std::uint8_t* at;
-  void push_back(std::uint8_t byte) { *at++ = byte; }
-  void append(const char* bytes, std::size_t size) {
-    std::memcpy(at, bytes, size);
-    at += size;
-  }
-  std::size_t offsetIn(const Bytes& out) const { return static_cast<std::size_t>(at - out.data()); }
-};
 
 // ASCII as it is, anything else as big-endian UTF-16; false for invalid UTF-8.
 bool encodeString(std::string& out, const std::string& text) {
@@ -370,9 +383,10 @@ class Writer {
 
   Bytes emit() const {
     const std::size_t referenceSize = bytesFor(objects_.size() - 1);
-    // Markers and long counts of containers take at most 10 bytes each, offsets at most 8.
+    // Markers and long counts of containers take at most 10 bytes each, offsets at most 8,
+    // and a big-endian number may store seven bytes past its own.
     Bytes out(kMagic.size() + encodings_.size() + references_.size() * referenceSize + 10 * containers_.size() +
-              8 * objects_.size() + kTrailerSize);
+              8 * objects_.size() + kTrailerSize + 7);
     ByteCursor cursor{out.data()};
     cursor.append(kMagic.data(), kMagic.size());
     std::vector<std::uint64_t> offsets;
