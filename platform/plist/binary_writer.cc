@@ -139,6 +139,18 @@ template <typename Slot>
 class ProbedTable {
  public:
   std::size_t size() const { return count_; }
+  // The memory it holds.
+  std::size_t bytes() const { return slots_.capacity() * sizeof(Slot); }
+
+  // Empties the table, keeping its room unless the last document used little of it.
+  void clear() {
+    if (8 * count_ < slots_.size()) {
+      slots_ = {};
+    } else {
+      std::fill(slots_.begin(), slots_.end(), Slot{});
+    }
+    count_ = 0;
+  }
 
   // The slot of hash `hash` that `same` accepts; nullptr when there is none.
   template <typename Same>
@@ -180,9 +192,82 @@ class ProbedTable {
   std::size_t count_ = 0;
 };
 
+// One object to write: a scalar's whole encoding, from `begin` in the encodings,
+// or a container's references, from `begin` in the references (a dictionary's
+// keys, then its values). Every object's bytes sit in one of the two, so a
+// document costs a handful of allocations however many objects it has.
+struct Object {
+  std::uint8_t containerKind = 0;  // kArray or kDictionary; 0 for a scalar
+  std::size_t begin = 0;
+  std::size_t count = 0;  // bytes of a scalar, references of a container
+};
+
+// Where an object went, how many container levels it spans downwards, and
+// what it weighs.
+struct Placed {
+  std::uint64_t index = 0;
+  std::uint16_t height = 0;
+  codec::Weight weight;
+};
+
+struct ScalarSlot {
+  std::size_t hash = 0;      // of its encoding
+  std::uint64_t number = 0;  // the object's index plus one; 0 when free
+  bool isFree() const { return number == 0; }
+};
+
+struct ContainerSlot {
+  std::size_t hash = 0;           // of its storage's address
+  const void* storage = nullptr;  // nullptr when free
+  Placed placed;
+  bool isFree() const { return storage == nullptr; }
+};
+
+// What a writer works in. Each thread keeps the last one it used, emptied, so
+// that document after document reuses its memory rather than fetching fresh
+// pages from the system, which cost as much as the writing itself; a large
+// one is given back.
+struct Workspace {
+  std::vector<Object> objects;
+  std::string encodings;  // every distinct scalar's encoding, once
+  std::vector<std::uint64_t> references;  // every container's references, each container's together
+  std::vector<std::uint64_t> pending;  // the references of the containers being added, innermost last
+  ProbedTable<ScalarSlot> scalars;  // by encoding
+  ProbedTable<ContainerSlot> containers;  // by storage
+
+  static constexpr std::size_t kMostKept = std::size_t{32} << 20;
+
+  // This thread's workspace, emptied; a fresh one when a writer of this thread already has it.
+  static Workspace take() { return std::exchange(kept(), {}); }
+
+  // Keeps `work` for the next document of this thread.
+  static void keep(Workspace&& work) {
+    const std::size_t bytes = work.objects.capacity() * sizeof(Object) + work.encodings.capacity() +
+                              (work.references.capacity() + work.pending.capacity()) * sizeof(std::uint64_t) +
+                              work.scalars.bytes() + work.containers.bytes();
+    if (bytes > kMostKept) return;
+    work.objects.clear();
+    work.encodings.clear();
+    work.references.clear();
+    work.pending.clear();
+    work.scalars.clear();
+    work.containers.clear();
+    kept() = std::move(work);
+  }
+
+ private:
+  static Workspace& kept() {
+    static thread_local Workspace workspace;
+    return workspace;
+  }
+};
+
 class Writer {
  public:
   explicit Writer(bool allowUids) : allowUids_(allowUids) {}
+  ~Writer() { Workspace::keep(std::move(work_)); }
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
 
   std::optional<Bytes> write(const Value& top, std::string& problem) {
     Placed placed;
@@ -202,42 +287,24 @@ class Writer {
   }
 
  private:
-  // One object to write: a scalar's whole encoding, from `begin` in encodings_,
-  // or a container's references, from `begin` in references_ (a dictionary's
-  // keys, then its values). Every object's bytes sit in one of the two, so a
-  // document costs a handful of allocations however many objects it has.
-  struct Object {
-    std::uint8_t containerKind = 0;  // kArray or kDictionary; 0 for a scalar
-    std::size_t begin = 0;
-    std::size_t count = 0;  // bytes of a scalar, references of a container
-  };
-
-  // Where an object went, how many container levels it spans downwards, and
-  // what it weighs.
-  struct Placed {
-    std::uint64_t index = 0;
-    std::uint16_t height = 0;
-    codec::Weight weight;
-  };
-
   // Adds `value`, enclosed by `depth` containers, unless it is already there.
   bool add(const Value& value, std::size_t depth, Placed& placed) {
-    const std::size_t begin = encodings_.size();
+    const std::size_t begin = work_.encodings.size();
     switch (value.kind()) {
       case Value::Kind::Boolean:
-        appendMarker(encodings_, *value.asBoolean() ? kTrue : kFalse);
+        appendMarker(work_.encodings, *value.asBoolean() ? kTrue : kFalse);
         return addScalar(begin, 0, placed);
       case Value::Kind::Integer:
-        encodeInteger(encodings_, *value.asInteger());
+        encodeInteger(work_.encodings, *value.asInteger());
         return addScalar(begin, 0, placed);
       case Value::Kind::Real:
-        encodeDouble(encodings_, kReal | 3, *value.asReal());
+        encodeDouble(work_.encodings, kReal | 3, *value.asReal());
         return addScalar(begin, 0, placed);
       case Value::Kind::Date:
-        encodeDouble(encodings_, kDate, value.asDate()->sinceReferenceDate);
+        encodeDouble(work_.encodings, kDate, value.asDate()->sinceReferenceDate);
         return addScalar(begin, 0, placed);
       case Value::Kind::Data:
-        encodeData(encodings_, *value.asData());
+        encodeData(work_.encodings, *value.asData());
         return addScalar(begin, value.asData()->size(), placed);
       case Value::Kind::String:
         return addString(*value.asString(), placed);
@@ -247,7 +314,7 @@ class Writer {
         return addDictionary(*value.asDictionary(), depth, placed);
       case Value::Kind::Uid:
         if (!allowUids_) return refuse("a UID, which is not a property-list object");
-        encodeUid(encodings_, *value.asUid());
+        encodeUid(work_.encodings, *value.asUid());
         return addScalar(begin, 0, placed);
       case Value::Kind::Error: {
         const Error& error = **value.asError();
@@ -263,34 +330,34 @@ class Writer {
   }
 
   std::string_view encodingOf(const Object& scalar) const {
-    return std::string_view(encodings_).substr(scalar.begin, scalar.count);
+    return std::string_view(work_.encodings).substr(scalar.begin, scalar.count);
   }
 
-  // The scalar whose encoding was just appended to encodings_ from `begin` on,
+  // The scalar whose encoding was just appended to the encodings from `begin` on,
   // carrying `payload` bytes of text or data: an equal one met before, whose
   // bytes are kept instead, or a new object.
   bool addScalar(std::size_t begin, std::uint64_t payload, Placed& placed) {
-    const std::string_view encoding = std::string_view(encodings_).substr(begin);
+    const std::string_view encoding = std::string_view(work_.encodings).substr(begin);
     const std::size_t hash = std::hash<std::string_view>{}(encoding);
     std::uint64_t number;
-    if (const ScalarSlot* seen = scalars_.find(hash, [&](const ScalarSlot& slot) {
-          return encodingOf(objects_[slot.number - 1]) == encoding;
+    if (const ScalarSlot* seen = work_.scalars.find(hash, [&](const ScalarSlot& slot) {
+          return encodingOf(work_.objects[slot.number - 1]) == encoding;
         })) {
       number = seen->number;
-      encodings_.resize(begin);
+      work_.encodings.resize(begin);
     } else {
-      number = objects_.size() + 1;
-      scalars_.insert(hash).number = number;
-      objects_.push_back({0, begin, encoding.size()});
+      number = work_.objects.size() + 1;
+      work_.scalars.insert(hash).number = number;
+      work_.objects.push_back({0, begin, encoding.size()});
     }
     placed = {number - 1, 0, codec::Weight::object(payload)};
     return true;
   }
 
   bool addString(const std::string& text, Placed& placed) {
-    const std::size_t begin = encodings_.size();
-    if (!encodeString(encodings_, text)) {
-      encodings_.resize(begin);
+    const std::size_t begin = work_.encodings.size();
+    if (!encodeString(work_.encodings, text)) {
+      work_.encodings.resize(begin);
       return refuse("a string that is not valid UTF-8");
     }
     return addScalar(begin, text.size(), placed);
@@ -304,7 +371,7 @@ class Writer {
 
   const Placed* findContainer(const void* storage) {
     const ContainerSlot* seen =
-        containers_.find(storageHash(storage), [&](const ContainerSlot& slot) { return slot.storage == storage; });
+        work_.containers.find(storageHash(storage), [&](const ContainerSlot& slot) { return slot.storage == storage; });
     return seen ? &seen->placed : nullptr;
   }
 
@@ -317,15 +384,15 @@ class Writer {
   // A new container gets its index before its items.
   bool enter(std::uint8_t kind, std::size_t depth, Placed& placed) {
     if (depth + 1 > codec::kMaxNestingDepth) return tooDeep();
-    placed = {objects_.size(), 1, codec::Weight::object(0)};
-    objects_.push_back({kind, 0, 0});
+    placed = {work_.objects.size(), 1, codec::Weight::object(0)};
+    work_.objects.push_back({kind, 0, 0});
     return true;
   }
 
   bool addArray(const Array& array, std::size_t depth, Placed& placed) {
     if (const Placed* seen = findContainer(&array)) return reuse(*seen, depth, placed);
     if (!enter(kArray, depth, placed)) return false;
-    const std::size_t first = pending_.size();
+    const std::size_t first = work_.pending.size();
     for (std::size_t i = 0; i < array.size(); ++i) {
       if (!addItem(array[i], depth, placed)) {
         route_.prependIndex(i);
@@ -338,14 +405,14 @@ class Writer {
   bool addDictionary(const Dictionary& dictionary, std::size_t depth, Placed& placed) {
     if (const Placed* seen = findContainer(&dictionary)) return reuse(*seen, depth, placed);
     if (!enter(kDictionary, depth, placed)) return false;
-    const std::size_t first = pending_.size();
+    const std::size_t first = work_.pending.size();
     for (const auto& [key, item] : dictionary) {
       Placed keyPlaced;
       if (!addString(key, keyPlaced)) {
         route_.prependKey(key);
         return false;
       }
-      pending_.push_back(keyPlaced.index);
+      work_.pending.push_back(keyPlaced.index);
       placed.weight.hold(keyPlaced.weight, 1);
     }
     for (const auto& [key, item] : dictionary) {
@@ -362,7 +429,7 @@ class Writer {
   bool addItem(const Value& item, std::size_t depth, Placed& parent) {
     Placed placed;
     if (!add(item, depth + 1, placed)) return false;
-    pending_.push_back(placed.index);
+    work_.pending.push_back(placed.index);
     parent.height = std::max<std::uint16_t>(parent.height, placed.height + 1);
     parent.weight.hold(placed.weight, 1);
     return true;
@@ -370,28 +437,28 @@ class Writer {
 
   // The container's references, pending from `first` on, move to their final place.
   bool finishContainer(const void* storage, const Placed& placed, std::size_t first) {
-    Object& object = objects_[placed.index];
-    object.begin = references_.size();
-    object.count = pending_.size() - first;
-    references_.insert(references_.end(), pending_.begin() + static_cast<std::ptrdiff_t>(first), pending_.end());
-    pending_.resize(first);
-    ContainerSlot& slot = containers_.insert(storageHash(storage));
+    Object& object = work_.objects[placed.index];
+    object.begin = work_.references.size();
+    object.count = work_.pending.size() - first;
+    work_.references.insert(work_.references.end(), work_.pending.begin() + static_cast<std::ptrdiff_t>(first), work_.pending.end());
+    work_.pending.resize(first);
+    ContainerSlot& slot = work_.containers.insert(storageHash(storage));
     slot.storage = storage;
     slot.placed = placed;
     return true;
   }
 
   Bytes emit() const {
-    const std::size_t referenceSize = bytesFor(objects_.size() - 1);
+    const std::size_t referenceSize = bytesFor(work_.objects.size() - 1);
     // Markers and long counts of containers take at most 10 bytes each, offsets at most 8,
     // and a big-endian number may store seven bytes past its own.
-    Bytes out(kMagic.size() + encodings_.size() + references_.size() * referenceSize + 10 * containers_.size() +
-              8 * objects_.size() + kTrailerSize + 7);
+    Bytes out(kMagic.size() + work_.encodings.size() + work_.references.size() * referenceSize + 10 * work_.containers.size() +
+              8 * work_.objects.size() + kTrailerSize + 7);
     ByteCursor cursor{out.data()};
     cursor.append(kMagic.data(), kMagic.size());
     std::vector<std::uint64_t> offsets;
-    offsets.reserve(objects_.size());
-    for (const Object& object : objects_) {
+    offsets.reserve(work_.objects.size());
+    for (const Object& object : work_.objects) {
       offsets.push_back(cursor.offsetIn(out));
       if (object.containerKind == 0) {
         const std::string_view encoding = encodingOf(object);
@@ -401,7 +468,7 @@ class Writer {
       const std::size_t count = object.containerKind == kDictionary ? object.count / 2 : object.count;
       appendMarkerWithCount(cursor, object.containerKind, count);
       for (std::size_t i = object.begin; i < object.begin + object.count; ++i) {
-        appendBigEndian(cursor, references_[i], referenceSize);
+        appendBigEndian(cursor, work_.references[i], referenceSize);
       }
     }
     const std::uint64_t table = cursor.offsetIn(out);
@@ -410,7 +477,7 @@ class Writer {
     for (std::size_t i = 0; i < kTrailerOffsetSize; ++i) cursor.push_back(0);  // unused bytes and sort version
     cursor.push_back(static_cast<std::uint8_t>(offsetSize));
     cursor.push_back(static_cast<std::uint8_t>(referenceSize));
-    appendBigEndian(cursor, objects_.size(), 8);
+    appendBigEndian(cursor, work_.objects.size(), 8);
     appendBigEndian(cursor, 0, 8);  // the top object is the first one added
     appendBigEndian(cursor, table, 8);
     out.resize(cursor.offsetIn(out));
@@ -429,23 +496,7 @@ class Writer {
   const bool allowUids_;
   std::string what_;  // what could not be written
   codec::ValueRoute route_;  // and where
-  std::vector<Object> objects_;
-  std::string encodings_;  // every distinct scalar's encoding, once
-  std::vector<std::uint64_t> references_;  // every container's references, each container's together
-  std::vector<std::uint64_t> pending_;  // the references of the containers being added, innermost last
-  struct ScalarSlot {
-    std::size_t hash = 0;      // of its encoding
-    std::uint64_t number = 0;  // the object's index plus one; 0 when free
-    bool isFree() const { return number == 0; }
-  };
-  struct ContainerSlot {
-    std::size_t hash = 0;  // of its storage's address
-    const void* storage = nullptr;  // nullptr when free
-    Placed placed;
-    bool isFree() const { return storage == nullptr; }
-  };
-  ProbedTable<ScalarSlot> scalars_;  // by encoding
-  ProbedTable<ContainerSlot> containers_;  // by storage
+  Workspace work_ = Workspace::take();
 };
 
 }  // namespace

@@ -141,6 +141,21 @@ TEST(BinaryPlistWriter, FewestBytesAndEachObjectOnce) {
   EXPECT_EQ(objectCount(written(testing_support::doubledArrays(15))), 16);
 }
 
+// A thread's writers reuse their working memory, yet lay out each document as
+// if it came first: after a larger one holding the same objects, and after a refusal.
+TEST(BinaryPlistWriter, EachDocumentAsIfWrittenFirst) {
+  const Value inner = Value::array({Value::string("a"), Value::integer(1)});
+  const std::string alone = plist({b({0xA2, 1, 2}), b({0x51, 'a'}), b({0x10, 1})});
+  EXPECT_EQ(written(inner), alone);
+  Array items;
+  for (int i = 0; i < 1000; ++i) items.push_back(Value::array({Value::integer(i + 2), inner}));
+  const Value larger = Value::array(std::move(items));
+  EXPECT_EQ(read(written(larger)), larger);
+  EXPECT_EQ(written(inner), alone);
+  EXPECT_FALSE(dataWithPropertyList(Value::array({Value::string("b"), inner, Value()}), PropertyListFormat::Binary, nullptr));
+  EXPECT_EQ(written(inner), alone);
+}
+
 // The tree that doubledArrays() shares, built without sharing.
 Value unsharedTree(int levels) {
   return levels == 0 ? Value::integer(1) : Value::array({unsharedTree(levels - 1), unsharedTree(levels - 1)});
