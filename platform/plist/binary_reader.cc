@@ -20,10 +20,15 @@
 namespace platform::binary_plist {
 namespace {
 
+// The number of `size` (1 to 8) bytes at `bytes`, read as one load of eight: the
+// 32-byte trailer follows the objects and the offset table, so eight bytes from
+// any number before it, and from each of its own eight-byte fields, lie within
+// the document.
 std::uint64_t readBigEndian(const std::uint8_t* bytes, std::size_t size) {
-  std::uint64_t value = 0;
-  for (std::size_t i = 0; i < size; ++i) value = value << 8 | bytes[i];
-  return value;
+  std::uint64_t word;
+  std::memcpy(&word, bytes, 8);
+  if constexpr (std::endian::native == std::endian::little) word = __builtin_bswap64(word);
+  return word >> (64 - 8 * size);
 }
 
 // The object being read, for error messages.
