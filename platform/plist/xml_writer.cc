@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <string_view>
 
 #include "platform/foundation/strings.h"
@@ -29,13 +30,37 @@ bool xmlCanCarry(std::string_view text) {
   for (char c : text) {
     if (static_cast<unsigned char>(c) < 0x20 && c != '\t' && c != '\n' && c != '\r') return false;
   }
+  // ASCII, as most text is, is valid UTF-8 and holds neither character.
+  if (codec::asciiPrefixLength(text) == text.size()) return true;
   return isValidUtf8(text) && text.find("\xEF\xBF\xBE") == std::string_view::npos &&
          text.find("\xEF\xBF\xBF") == std::string_view::npos;
 }
 
+// The characters that text cannot hold as they are; a literal carriage return
+// would come back as a newline, as XML readers normalize line ends.
+bool needsEscape(char c) { return c == '&' || c == '<' || c == '>' || c == '\r'; }
+
+std::string_view escapeOf(char c) {
+  switch (c) {
+    case '&': return "&amp;";
+    case '<': return "&lt;";
+    case '>': return "&gt;";
+    default: return "&#13;";
+  }
+}
+
 class Writer : public codec::RefusingWriter {
  public:
-  explicit Writer(std::string& out) : out_(out) {}
+  template <typename... Texts>
+  void append(const Texts&... texts) {
+    (appendOne(texts), ...);
+  }
+
+  // What was written; the writer is spent.
+  Bytes take() {
+    out_.resize(written_);
+    return std::move(out_);
+  }
 
   // Appends `value` at indentation `level`; false with problem() set when it cannot.
   bool value(const Value& v, std::size_t level) {
@@ -45,7 +70,7 @@ class Writer : public codec::RefusingWriter {
       case Value::Kind::Uid: return refuse("a UID, which only binary property lists carry");
       case Value::Kind::Boolean:
         indent(level);
-        out_.append(*v.asBoolean() ? "<true/>\n" : "<false/>\n");
+        append(*v.asBoolean() ? "<true/>\n" : "<false/>\n");
         return true;
       case Value::Kind::Integer: return leaf(level, "integer", codec::decimalText(*v.asInteger()));
       case Value::Kind::Real: return leaf(level, "real", codec::formatReal(*v.asReal()));
@@ -64,29 +89,36 @@ class Writer : public codec::RefusingWriter {
   }
 
  private:
-  void indent(std::size_t level) { out_.append(level, '\t'); }
+  void indent(std::size_t level) { std::memset(room(level), '\t', level); }
+
+  // `n` bytes more at the end of what is written. The buffer grows ahead of the
+  // text in steps, since a vector's insertion of a few bytes costs many times a copy.
+  std::uint8_t* room(std::size_t n) {
+    if (n > out_.size() - written_) out_.resize(std::max(2 * out_.size(), written_ + n));
+    std::uint8_t* at = out_.data() + written_;
+    written_ += n;
+    return at;
+  }
 
   bool leaf(std::size_t level, std::string_view tag, std::string_view body) {
     indent(level);
-    out_.append("<").append(tag).append(">").append(body).append("</").append(tag).append(">\n");
+    append("<", tag, ">", body, "</", tag, ">\n");
     return true;
   }
 
   bool text(std::size_t level, std::string_view tag, std::string_view body) {
     if (!xmlCanCarry(body)) return refuse("text with a character that XML cannot carry");
     indent(level);
-    out_.append("<").append(tag).append(">");
-    for (char c : body) {
-      switch (c) {
-        case '&': out_.append("&amp;"); break;
-        case '<': out_.append("&lt;"); break;
-        case '>': out_.append("&gt;"); break;
-        // A literal one would come back as a newline: XML readers normalize line ends.
-        case '\r': out_.append("&#13;"); break;
-        default: out_.push_back(c);
-      }
+    append("<", tag, ">");
+    // Runs without a character to escape go in whole.
+    for (auto at = body.begin(); at != body.end();) {
+      const auto escaped = std::find_if(at, body.end(), needsEscape);
+      append(std::string_view(at, escaped));
+      if (escaped == body.end()) break;
+      append(escapeOf(*escaped));
+      at = escaped + 1;
     }
-    out_.append("</").append(tag).append(">\n");
+    append("</", tag, ">\n");
     return true;
   }
 
@@ -94,23 +126,23 @@ class Writer : public codec::RefusingWriter {
     const std::string encoded = codec::encodeBase64(bytes);
     const long width = std::max(16L, 76L - 8L * static_cast<long>(level));
     indent(level);
-    out_.append("<data>\n");
+    append("<data>\n");
     for (std::size_t at = 0; at < encoded.size(); at += static_cast<std::size_t>(width)) {
       indent(level);
-      out_.append(encoded, at, static_cast<std::size_t>(width)).push_back('\n');
+      append(std::string_view(encoded).substr(at, static_cast<std::size_t>(width)), "\n");
     }
     indent(level);
-    out_.append("</data>\n");
+    append("</data>\n");
   }
 
   bool array(const Array& items, std::size_t level) {
     if (!enter(level)) return false;
     indent(level);
     if (items.empty()) {
-      out_.append("<array/>\n");
+      append("<array/>\n");
       return true;
     }
-    out_.append("<array>\n");
+    append("<array>\n");
     for (std::size_t i = 0; i < items.size(); ++i) {
       if (!value(items[i], level + 1)) {
         route_.prependIndex(i);
@@ -118,7 +150,7 @@ class Writer : public codec::RefusingWriter {
       }
     }
     indent(level);
-    out_.append("</array>\n");
+    append("</array>\n");
     return true;
   }
 
@@ -126,10 +158,10 @@ class Writer : public codec::RefusingWriter {
     if (!enter(level)) return false;
     indent(level);
     if (entries.empty()) {
-      out_.append("<dict/>\n");
+      append("<dict/>\n");
       return true;
     }
-    out_.append("<dict>\n");
+    append("<dict>\n");
     for (const auto& [key, item] : entries) {
       if (!text(level + 1, "key", key) || !value(item, level + 1)) {
         route_.prependKey(key);
@@ -137,24 +169,27 @@ class Writer : public codec::RefusingWriter {
       }
     }
     indent(level);
-    out_.append("</dict>\n");
+    append("</dict>\n");
     return true;
   }
 
-  std::string& out_;
+  void appendOne(std::string_view text) { std::memcpy(room(text.size()), text.data(), text.size()); }
+
+  Bytes out_;
+  std::size_t written_ = 0;
 };
 
 }  // namespace
 
 std::optional<Bytes> write(const Value& plist, std::string& problem) {
-  std::string out(kPrologue);
-  Writer writer(out);
+  Writer writer;
+  writer.append(kPrologue);
   if (!writer.value(plist, 0)) {
     problem = writer.problem("XML property list");
     return std::nullopt;
   }
-  out.append(kEpilogue);
-  return Bytes(out.begin(), out.end());
+  writer.append(kEpilogue);
+  return writer.take();
 }
 
 }  // namespace platform::xml_plist
