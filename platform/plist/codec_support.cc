@@ -52,16 +52,40 @@ Civil civilFromDate(Date date) {
           static_cast<unsigned>(rest / 60 % 60), static_cast<unsigned>(rest % 60)};
 }
 
+void appendTwoDigits(std::string& out, unsigned value) {
+  out.push_back(static_cast<char>('0' + value / 10));
+  out.push_back(static_cast<char>('0' + value % 10));
+}
+
 // "YYYY-MM-DD" + `middle` + "HH:MM:SS" + `end`, or the seconds of a date that
-// has no calendar form.
-std::string formatCivil(Date date, const char* middle, const char* end) {
+// has no calendar form. The year takes four places at least, a minus sign among
+// them ("0005", "-001", "12345"). Spelled by hand: through printf, the spelling
+// cost more than the rest of writing a date.
+std::string formatCivil(Date date, std::string_view middle, std::string_view end) {
   if (!hasCalendarForm(date)) return formatReal(date.sinceReferenceDate);
   const Civil c = civilFromDate(date);
-  char buffer[96];
-  std::snprintf(buffer, sizeof buffer, "%04lld-%02u-%02u%s%02u:%02u:%02u%s",
-                static_cast<long long>(c.year), c.month, c.day, middle, c.hour, c.minute, c.second,
-                end);
-  return buffer;
+  char digits[24];
+  const std::uint64_t magnitude = c.year < 0 ? 0 - static_cast<std::uint64_t>(c.year) : static_cast<std::uint64_t>(c.year);
+  const auto digitsEnd = std::to_chars(digits, digits + sizeof digits, magnitude).ptr;
+  const auto digitCount = static_cast<std::size_t>(digitsEnd - digits);
+  const std::size_t places = c.year < 0 ? 3 : 4;
+  std::string out;
+  out.reserve(32);
+  if (c.year < 0) out.push_back('-');
+  if (digitCount < places) out.append(places - digitCount, '0');
+  out.append(digits, digitCount);
+  out.push_back('-');
+  appendTwoDigits(out, c.month);
+  out.push_back('-');
+  appendTwoDigits(out, c.day);
+  out.append(middle);
+  appendTwoDigits(out, c.hour);
+  out.push_back(':');
+  appendTwoDigits(out, c.minute);
+  out.push_back(':');
+  appendTwoDigits(out, c.second);
+  out.append(end);
+  return out;
 }
 
 bool readDigits(std::string_view text, std::size_t at, std::size_t count, unsigned& out) {

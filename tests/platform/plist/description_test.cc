@@ -72,6 +72,19 @@ TEST(Description, ErrorsAndTheFormatter) {
   EXPECT_EQ(stringWithFormat("%d %d", 1), std::nullopt);  // missing argument
 }
 
+// A calendar year takes four places at least, a minus sign among them.
+TEST(Description, CalendarYearsArePadded) {
+  const std::tuple<double, const char*, const char*> kDates[] = {
+      {-62982298433.0, "0005-03-04T05:06:07Z", "0005-03-04 05:06:07 +0000"},
+      {-63145526401.0, "-001-12-31T23:59:59Z", "-001-12-31 23:59:59 +0000"},
+      {-452715944155.0, "-12345-01-02T03:04:05Z", "-12345-01-02 03:04:05 +0000"},
+  };
+  for (const auto& [seconds, iso, description] : kDates) {
+    EXPECT_EQ(codec::formatIsoDate({seconds}), iso);
+    EXPECT_EQ(Value::date({seconds}).description(), description);
+  }
+}
+
 // A date within about 31 million years of 2001 prints as a calendar date; any
 // other one as its seconds since 2001, never as a made-up year.
 TEST(Description, DatesWithoutACalendarForm) {
