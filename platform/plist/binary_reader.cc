@@ -114,7 +114,6 @@ class Reader {
     }
     objectsEnd_ = static_cast<std::size_t>(table);
     slotNumbers_.assign(static_cast<std::size_t>(objectCount_), 0);
-    slots_.limit(static_cast<std::size_t>(objectCount_));
     return true;
   }
 
@@ -451,33 +450,22 @@ class Reader {
   std::uint64_t objectCount_ = 0;
   std::uint64_t topObject_ = 0;
   const codec::ExpansionBudget budget_;
-  // Slots in chunks that double in size, none past the object count: they keep
-  // their address as others are added, and a document of n objects costs about
-  // log2(n) allocations for them.
+  // Slots in chunks of a few each: they keep their address as others are added,
+  // and a chunk is a small allocation, which the allocator hands out far more
+  // cheaply than a large one when many small documents are read in turn.
   class SlotChunks {
    public:
-    void limit(std::size_t most) { most_ = most; }
     // A new slot's place.
     std::size_t add() {
-      if (count_ == capacity_) {
-        const std::size_t size = std::min(kFirstChunk << chunks_.size(), most_ - capacity_);
-        chunks_.push_back(std::make_unique<Slot[]>(size));
-        capacity_ += size;
-      }
+      if (count_ % kChunk == 0) chunks_.push_back(std::make_unique<Slot[]>(kChunk));
       return count_++;
     }
-    // Chunk c starts at place kFirstChunk * (2^c - 1).
-    Slot& operator[](std::size_t place) {
-      const std::size_t chunk = std::bit_width(place / kFirstChunk + 1) - 1;
-      return chunks_[chunk][place - kFirstChunk * ((std::size_t{1} << chunk) - 1)];
-    }
+    Slot& operator[](std::size_t place) { return chunks_[place / kChunk][place % kChunk]; }
 
    private:
-    static constexpr std::size_t kFirstChunk = 32;
+    static constexpr std::size_t kChunk = 8;
     std::vector<std::unique_ptr<Slot[]>> chunks_;
     std::size_t count_ = 0;
-    std::size_t capacity_ = 0;
-    std::size_t most_ = 0;
   };
 
   // Only objects that are reached get a slot, so a huge offset table behind a
