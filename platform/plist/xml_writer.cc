@@ -8,15 +8,11 @@
 #include "platform/foundation/strings.h"
 #include "platform/plist/codec_support.h"
 #include "platform/plist/writer_support.h"
+#include "platform/plist/xml_format.h"
 
 namespace platform::xml_plist {
 namespace {
 
-constexpr std::string_view kPrologue =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-    "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-    "<plist version=\"1.0\">\n";
 constexpr std::string_view kEpilogue = "</plist>\n";
 
 // The span of four-digit years that <date> can spell: 0000-01-01T00:00:00Z up
@@ -51,6 +47,9 @@ std::string_view escapeOf(char c) {
 
 class Writer : public codec::RefusingWriter {
  public:
+  // Room for the opening and a small document from the start.
+  Writer() : out_(4096) {}
+
   template <typename... Texts>
   void append(const Texts&... texts) {
     (appendOne(texts), ...);
@@ -183,7 +182,7 @@ class Writer : public codec::RefusingWriter {
 
 std::optional<Bytes> write(const Value& plist, std::string& problem) {
   Writer writer;
-  writer.append(kPrologue);
+  writer.append(kDeclaration, kDocumentType, "<plist", kPlistAttributes, ">\n");
   if (!writer.value(plist, 0)) {
     problem = writer.problem("XML property list");
     return std::nullopt;
