@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/plist/codec_support.h"
+#include "platform/plist/xml_format.h"
 
 namespace platform::xml_plist {
 namespace {
@@ -35,6 +36,19 @@ constexpr std::array<ElementName, 11> kElements{{
 bool isContainer(Element e) { return e == Element::Plist || e == Element::Dict || e == Element::Array; }
 
 bool isXmlSpace(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+// Text the plain reader takes as it stands: printable ASCII, tabs and newlines,
+// without the '&' of a reference or the ']' of a stray "]]>".
+bool isPlain(char c) { return (c >= 0x20 && c < 0x7F && c != '&' && c != ']') || c == '\t' || c == '\n'; }
+
+// The element named `name`; nullptr for an unknown name. Five of the names have
+// four letters: the first letter tells them apart before their bytes are compared.
+const ElementName* find(std::string_view name) {
+  const auto* known = std::find_if(kElements.begin(), kElements.end(), [&](const ElementName& e) {
+    return !name.empty() && e.name.front() == name.front() && e.name == name;
+  });
+  return known == kElements.end() ? nullptr : known;
+}
 
 // A byte-order mark, the encoding it names for libexpat and the width of a code
 // unit after it. The last row, without a mark, matches any document.
@@ -133,7 +147,9 @@ struct Frame {
 
 class Reader {
  public:
-  explicit Reader(XML_Parser parser) : parser_(parser) {
+  // Without a parser, the reader reads plain documents itself (readPlain).
+  explicit Reader(XML_Parser parser = nullptr) : parser_(parser) {
+    if (!parser) return;
     XML_SetUserData(parser, this);
     XML_SetElementHandler(parser, &Reader::onStart, &Reader::onEnd);
     XML_SetCharacterDataHandler(parser, &Reader::onText);
@@ -167,6 +183,57 @@ class Reader {
     return std::move(result_);
   }
 
+  // Reads a document made only of what writers write, without libexpat: the
+  // declaration and document type as the platform writes them (or none),
+  // elements without attributes but the plist's version, and text of printable
+  // ASCII without references, carriage returns or ']'. Nullopt for any other
+  // document, and for one the reader refuses, for libexpat to read again and to
+  // say where it goes wrong.
+  std::optional<Value> readPlain(std::string_view text) {
+    std::size_t at = 0;
+    const auto skip = [&](std::string_view literal) {
+      if (text.substr(at, literal.size()) != literal) return false;
+      at += literal.size();
+      return true;
+    };
+    skip(kDeclaration);
+    skip(kDocumentType);
+    bool rootSeen = false;
+    while (at < text.size() && problem_.empty()) {
+      if (text[at] != '<') {
+        const std::string_view chars = text.substr(at, text.find('<', at) - at);
+        if (!std::all_of(chars.begin(), chars.end(), isPlain)) return std::nullopt;
+        if (stack_.empty() && !std::all_of(chars.begin(), chars.end(), [](char c) { return isXmlSpace(c); })) {
+          return std::nullopt;
+        }
+        characters(chars);
+        at += chars.size();
+        continue;
+      }
+      const bool closing = skip("</");
+      if (!closing) ++at;
+      const std::size_t nameAt = at;
+      while (at < text.size() && text[at] >= 'a' && text[at] <= 'z') ++at;
+      const std::string_view name = text.substr(nameAt, at - nameAt);
+      const ElementName* known = find(name);
+      if (!known) return std::nullopt;
+      if (closing) {
+        if (!skip(">") || stack_.empty() || stack_.back().element != known->element) return std::nullopt;
+        end();
+        continue;
+      }
+      if (rootSeen && stack_.empty()) return std::nullopt;
+      rootSeen = true;
+      if (known->element == Element::Plist) skip(kPlistAttributes);
+      const bool empty = skip("/>");
+      if (!empty && !skip(">")) return std::nullopt;
+      start(name);
+      if (empty) end();
+    }
+    if (!problem_.empty() || !stack_.empty() || !result_) return std::nullopt;
+    return std::move(result_);
+  }
+
  private:
   static Reader& self(void* data) { return *static_cast<Reader*>(data); }
 
@@ -189,6 +256,10 @@ class Reader {
   // Records the first problem, with where the parser stands, and stops parsing.
   void fail(const std::string& what) {
     if (!problem_.empty()) return;
+    if (!parser_) {
+      problem_ = what;  // the plain reader gives way to libexpat, which says where
+      return;
+    }
     char where[96];
     std::snprintf(where, sizeof where, " at line %lu, column %lu (byte %lld)",
                   static_cast<unsigned long>(XML_GetCurrentLineNumber(parser_)),
@@ -200,11 +271,8 @@ class Reader {
 
   void start(std::string_view name) {
     if (!problem_.empty()) return;
-    // Five of the names have four letters: the first letter tells them apart before their bytes are compared.
-    const auto* known = std::find_if(kElements.begin(), kElements.end(), [&](const ElementName& e) {
-      return e.name.front() == name.front() && e.name == name;
-    });
-    if (known == kElements.end()) return fail("unknown element <" + std::string(name) + ">");
+    const ElementName* known = find(name);
+    if (!known) return fail("unknown element <" + std::string(name) + ">");
     if (!stack_.empty() && !isContainer(stack_.back().element)) {
       return fail("element <" + std::string(name) + "> inside <" + nameOf(stack_.back().element) + ">");
     }
@@ -341,6 +409,14 @@ bool looksLikeXml(std::span<const std::uint8_t> data) {
 }
 
 Value read(std::span<const std::uint8_t> data, std::string& problem) {
+  if (markOf(data).bytes.empty()) {
+    const std::string_view text(reinterpret_cast<const char*>(data.data()), data.size());
+    if (std::optional<Value> plain = Reader().readPlain(text)) return std::move(*plain);
+  }
+  return readThroughExpat(data, problem);
+}
+
+Value readThroughExpat(std::span<const std::uint8_t> data, std::string& problem) {
   const ByteOrderMark& mark = markOf(data);
   if (mark.unitBytes == 2) {
     if (auto invalid = utf16Problem(data, mark)) {

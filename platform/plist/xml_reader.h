@@ -1,4 +1,5 @@
-// Reading of XML property lists (libexpat underneath).
+// Reading of XML property lists: libexpat underneath, and a reading of its own
+// for the plain documents that writers make, which spends no time in libexpat.
 #pragma once
 
 #include <cstdint>
@@ -21,5 +22,9 @@ bool looksLikeXml(std::span<const std::uint8_t> data);
 // unpaired surrogate or an odd byte is refused. Entity declarations are refused
 // outright.
 Value read(std::span<const std::uint8_t> data, std::string& problem);
+
+// The same, through libexpat for every document: read() takes most documents
+// that writers make by a way of its own, and must agree with this one.
+Value readThroughExpat(std::span<const std::uint8_t> data, std::string& problem);
 
 }  // namespace platform::xml_plist

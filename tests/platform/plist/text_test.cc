@@ -6,6 +6,7 @@
 
 #include "platform/plist/codec_support.h"
 #include "platform/plist/property_list.h"
+#include "platform/plist/xml_reader.h"
 
 namespace platform {
 namespace {
@@ -72,6 +73,52 @@ TEST(XmlPlistReader, HostileInputs) {
   ErrorRef error;
   EXPECT_FALSE(parse("<plist>\n<array>\n  <widget/>\n</array></plist>", &error));
   EXPECT_EQ(error->localizedDescription(), "XML property list: unknown element <widget> at line 3, column 3 (byte 18)");
+}
+
+// Documents as writers make them are read without libexpat; whatever the
+// document, the value or the refusal is the one libexpat's reading gives.
+TEST(XmlPlistReader, ReadsAsLibexpatReads) {
+  const std::string opening = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST "
+                              "1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n";
+  const std::string body = "<dict>\n\t<key>a b</key>\n\t<array>\n\t\t<string> x > y </string>\n\t\t<true/>\n\t\t<dict/>"
+                           "\n\t\t<integer>-7</integer>\n\t\t<data>AAEC</data>\n\t\t<string></string>\n\t</array>\n</dict>\n";
+  const std::string kDocuments[] = {
+      opening + body + "</plist>\n",                              // as the writer writes it
+      body,                                                       // without <plist>
+      "<plist>" + body + "</plist>",                              // without declaration and document type
+      "\n\t" + opening + body + "</plist>",                       // the declaration not at the start
+      opening + "<!-- a comment -->" + body + "</plist>",         // a comment
+      opening + "<string>a\r\nb</string></plist>",                // a line end to normalize
+      opening + "<string>&lt;&#65;</string></plist>",             // references
+      opening + "<string>caf\u00e9</string></plist>",             // beyond ASCII
+      opening + "<string>a\x7F]</string></plist>",                // DEL and ']'
+      opening + "<string>a]]>b</string></plist>",                 // "]]>" in text
+      opening + "<string>\x01</string></plist>",                  // a control character
+      "<plist version=\"2.0\"><true/></plist>",                   // another version
+      "<plist><string id=\"1\">a</string></plist>",               // an attribute
+      "<plist><Dict/></plist>",                                   // a name in capitals
+      "<plist><string>a</string ></plist>",                       // a space in a closing tag
+      "<plist><string>a</integer></plist>",                       // mismatched tags
+      "<true/><true/>",                                           // two roots
+      "<plist><true/></plist> x",                                 // text after the root
+      "x <plist><true/></plist>",                                 // text before the root
+      "<plist><array>text</array></plist>",                       // text inside a container
+      "<plist><dict><key>a</key></dict></plist>",                 // key without value
+      "<plist><widget/></plist>",                                 // an unknown element
+      "<plist/>",                                                 // no value
+      "<plist><true></plist>",                                    // unclosed
+      "",                                                         // nothing
+      arrays(512),                                                // as deep as allowed
+      arrays(513),                                                // one level deeper
+  };
+  EXPECT_EQ(parse(kDocuments[0]).asDictionary()->size(), 1u);
+  for (const std::string& document : kDocuments) {
+    const std::span bytes(reinterpret_cast<const std::uint8_t*>(document.data()), document.size());
+    std::string problem, expatProblem;
+    const Value value = xml_plist::read(bytes, problem);
+    EXPECT_EQ(value, xml_plist::readThroughExpat(bytes, expatProblem)) << document;
+    EXPECT_EQ(problem, expatProblem) << document;
+  }
 }
 
 // UTF-8 `text` as UTF-16 in the given byte order, after its mark.
