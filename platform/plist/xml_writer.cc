@@ -111,7 +111,7 @@ class Writer : public codec::RefusingWriter {
     append("<", tag, ">");
     // Runs without a character to escape go in whole.
     for (auto at = body.begin(); at != body.end();) {
-      const auto escaped = std::find_if(at, body.end(), needsEscape);
+      const auto escaped = std::find_if(at, body.end(), [](char c) { return needsEscape(c); });
       append(std::string_view(at, escaped));
       if (escaped == body.end()) break;
       append(escapeOf(*escaped));
