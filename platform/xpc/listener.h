@@ -27,8 +27,9 @@ struct XPCListenerLimits {
   // place of the one that has waited longest without a request in a worker,
   // or is closed at once when every peer has one.
   std::size_t maxPeers = 1024;
-  // Threads that run handlers: one peer's requests run one at a time, so a
-  // peer holds at most one of them.
+  // Handlers that run at once, each on a thread that also takes its turn at
+  // the event loop (one thread more is always free to lead it): one peer's
+  // requests run one at a time, so a peer holds at most one of them.
   std::size_t workers = 4;
   // A peer that sends no request for this long is closed.
   std::chrono::milliseconds idleTimeout{60'000};

@@ -139,6 +139,8 @@ class ServiceLoop {
   // Closes the peers that stalled or idled past their time.
   void sweep(Clock::time_point now);
   std::optional<Clock::time_point> deadline(Peer& peer) const;
+  // One wait for events and what they call for; false once the loop stops.
+  bool turn();
 
   const int listenFd_;
   const int stopFd_;
@@ -151,7 +153,9 @@ class ServiceLoop {
   std::unordered_map<std::uint64_t, Peer> peers_;
   std::uint64_t nextPeer_ = kFirstPeer;
   std::optional<Clock::time_point> acceptingAgainAt_;  // set while accepting pauses
-  WorkerPool workers_;  // last: joined first, while all its jobs use is still there
+  Clock::time_point nextSweep_;
+  int failure_ = 0;  // the errno value epoll_wait failed with
+  WorkerPool workers_;
 };
 
 bool ServiceLoop::rewatch(std::uint64_t id, Peer& peer, std::uint32_t events) {
@@ -327,46 +331,53 @@ bool ServiceLoop::run(ErrorRef* error) {
     if (error) *error = xpcErrnoError(errno, "epoll");
     return false;
   }
-  bool ok = true;
-  Clock::time_point nextSweep = Clock::now() + sweepInterval_;
-  for (bool stopping = false; !stopping;) {
-    const Clock::time_point wake = acceptingAgainAt_ ? std::min(nextSweep, *acceptingAgainAt_) : nextSweep;
-    // Rounded up, so that the loop never wakes just before it has something to do.
-    const auto wait = std::chrono::ceil<milliseconds>(wake - Clock::now()).count();
-    epoll_event events[kEventsPerTurn];
-    const int count = ::epoll_wait(epoll_, events, kEventsPerTurn, static_cast<int>(std::max<decltype(wait)>(wait, 0)));
-    if (count < 0 && errno != EINTR) {
-      if (error) *error = xpcErrnoError(errno, "epoll_wait");
-      ok = false;
-      break;
-    }
-    const Clock::time_point now = Clock::now();
-    for (int i = 0; i < count; ++i) {
-      const std::uint64_t tag = events[i].data.u64;
-      if (tag == kStopTag) {
-        stopping = true;
-      } else if (tag == kListenTag) {
-        acceptPeers(now);
-      } else if (tag == kNoticeTag) {
-        takeNotices(now);
-      } else if (const auto it = peers_.find(tag); it != peers_.end()) {
-        // Hang-ups and errors show in what the read or the write returns.
-        if (it->second.watched == EPOLLOUT) {
-          settle(tag, it->second, now);
-        } else {
-          read(tag, it->second, now);
-        }
+  nextSweep_ = Clock::now() + sweepInterval_;
+  workers_.run([this] { return turn(); });
+  if (failure_ != 0) {
+    if (error) *error = xpcErrnoError(failure_, "epoll_wait");
+    return false;
+  }
+  return true;
+}
+
+bool ServiceLoop::turn() {
+  const Clock::time_point wake = acceptingAgainAt_ ? std::min(nextSweep_, *acceptingAgainAt_) : nextSweep_;
+  // Rounded up, so that the loop never wakes just before it has something to do.
+  const auto wait = std::chrono::ceil<milliseconds>(wake - Clock::now()).count();
+  epoll_event events[kEventsPerTurn];
+  const int count = ::epoll_wait(epoll_, events, kEventsPerTurn, static_cast<int>(std::max<decltype(wait)>(wait, 0)));
+  bool stopping = false;
+  if (count < 0 && errno != EINTR) {
+    failure_ = errno;
+    stopping = true;
+  }
+  const Clock::time_point now = Clock::now();
+  for (int i = 0; i < count; ++i) {
+    const std::uint64_t tag = events[i].data.u64;
+    if (tag == kStopTag) {
+      stopping = true;
+    } else if (tag == kListenTag) {
+      acceptPeers(now);
+    } else if (tag == kNoticeTag) {
+      takeNotices(now);
+    } else if (const auto it = peers_.find(tag); it != peers_.end()) {
+      // Hang-ups and errors show in what the read or the write returns.
+      if (it->second.watched == EPOLLOUT) {
+        settle(tag, it->second, now);
+      } else {
+        read(tag, it->second, now);
       }
     }
-    resumeAcceptingWhenDue(now);
-    if (now >= nextSweep) {
-      sweep(now);
-      nextSweep = now + sweepInterval_;
-    }
   }
-  // Handlers that still run find their peers gone; the workers are joined with the loop.
+  resumeAcceptingWhenDue(now);
+  if (now >= nextSweep_) {
+    sweep(now);
+    nextSweep_ = now + sweepInterval_;
+  }
+  if (!stopping) return true;
+  // Handlers that still run find their peers gone; the workers end with the loop.
   for (auto& [id, peer] : peers_) peer.peer->socket().shutdown();
-  return ok;
+  return false;
 }
 
 }  // namespace
